@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# Installs every Debian package that building, running and testing Murvel needs.
+# Safe to run again: apt-get skips what is already there.
+set -euo pipefail
+
+packages=(
+  # toolchain
+  build-essential cmake ninja-build pkg-config clang-format git ca-certificates
+  # libraries of the core and its tests
+  libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev uuid-dev libicu-dev liburiparser-dev
+  libcurl4-openssl-dev libcpp-httplib-dev libssl-dev
+  # the Linux desktop backend
+  qt6-base-dev libx11-dev libxi-dev libxtst-dev libpulse-dev libsecret-1-dev libglib2.0-dev
+  # the local service
+  libpocketsphinx-dev pocketsphinx-en-us libsqlite3-dev
+  # what the real-component tests run against
+  xvfb xauth x11-utils xdotool procps pulseaudio pulseaudio-utils flite sox dbus dbus-x11 gnome-keyring
+)
+
+sudo_cmd=()
+if [ "$(id -u)" -ne 0 ]; then sudo_cmd=(sudo); fi
+
+export DEBIAN_FRONTEND=noninteractive
+"${sudo_cmd[@]}" apt-get update -q
+"${sudo_cmd[@]}" apt-get install -y -q --no-install-recommends "${packages[@]}"

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "platform/Dispatch.h"
+
+namespace murvel::linux_platform {
+
+// The main queue is the Qt event loop of the main thread; global queues are Qt's thread pool.
+// A QCoreApplication must exist before any call.
+class QtDispatch final : public Dispatch {
+ public:
+  void async(std::function<void()> work) override;
+  void asyncAfter(double seconds, std::shared_ptr<WorkItem> item) override;
+  void global(QualityOfService qos, std::function<void()> work) override;
+  std::shared_ptr<Timer> scheduledRepeatingTimer(double interval,
+                                                 std::function<void()> tick) override;
+  Date now() const override;
+};
+
+}  // namespace murvel::linux_platform

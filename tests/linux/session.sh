@@ -1,0 +1,92 @@
+#!/usr/bin/env bash
+# Runs a command inside a private desktop session made for it, and tears the session down after.
+#
+#   session.sh [--x11] [--bus] [--keyring] [--pulse] -- command [args...]
+#
+#   --x11      an Xvfb display (DISPLAY)
+#   --bus      a D-Bus session bus (DBUS_SESSION_BUS_ADDRESS)
+#   --keyring  an unlocked Secret Service keyring on that bus (implies --bus)
+#   --pulse    a PulseAudio server whose default source is the monitor of a null sink "vmic",
+#              the virtual microphone: play into the sink and it is what the microphone hears
+#
+# HOME and the XDG directories always point into a fresh temporary directory, so nothing of the
+# real user's is touched. A service that cannot start is an error, never a skipped test.
+set -euo pipefail
+
+want_x11=0 want_bus=0 want_keyring=0 want_pulse=0
+while [ $# -gt 0 ]; do
+  case "$1" in
+    --x11) want_x11=1 ;;
+    --bus) want_bus=1 ;;
+    --keyring) want_keyring=1 want_bus=1 ;;
+    --pulse) want_pulse=1 ;;
+    --) shift; break ;;
+    *) echo "session.sh: unknown option $1" >&2; exit 2 ;;
+  esac
+  shift
+done
+[ $# -gt 0 ] || { echo "session.sh: no command given" >&2; exit 2; }
+
+# Inside the bus session the rest of the script runs again, with the bus already there.
+if [ "$want_bus" = 1 ] && [ -z "${MURVEL_SESSION_BUS:-}" ]; then
+  flags=()
+  [ "$want_x11" = 1 ] && flags+=(--x11)
+  [ "$want_keyring" = 1 ] && flags+=(--keyring)
+  [ "$want_pulse" = 1 ] && flags+=(--pulse)
+  export MURVEL_SESSION_BUS=1
+  exec dbus-run-session -- "$0" "${flags[@]}" -- "$@"
+fi
+unset MURVEL_SESSION_BUS
+
+root=$(mktemp -d /tmp/murvel-session.XXXXXX)
+pids=()
+cleanup() {
+  for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
+  if [ "$want_pulse" = 1 ]; then pulseaudio --kill 2>/dev/null || true; fi
+  for pid in "${pids[@]}"; do wait "$pid" 2>/dev/null || true; done
+  rm -rf "$root"
+}
+trap cleanup EXIT
+
+export HOME="$root/home"
+export XDG_CONFIG_HOME="$HOME/.config" XDG_DATA_HOME="$HOME/.local/share"
+export XDG_CACHE_HOME="$HOME/.cache" XDG_RUNTIME_DIR="$root/run"
+mkdir -p "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_CACHE_HOME"
+mkdir -m 0700 -p "$XDG_RUNTIME_DIR"
+
+if [ "$want_x11" = 1 ]; then
+  exec 3> "$root/display"
+  Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp -noreset >"$root/xvfb.log" 2>&1 &
+  pids+=($!)
+  exec 3>&-
+  for _ in $(seq 1 100); do
+    [ -s "$root/display" ] && break
+    sleep 0.05
+  done
+  [ -s "$root/display" ] || { echo "session.sh: Xvfb did not start" >&2; cat "$root/xvfb.log" >&2; exit 1; }
+  export DISPLAY=":$(head -n1 "$root/display")"
+fi
+
+if [ "$want_keyring" = 1 ]; then
+  # An empty login keyring, created and unlocked with a throwaway password.
+  eval "$(printf 'murvel-test' | gnome-keyring-daemon --unlock --components=secrets)"
+  export GNOME_KEYRING_CONTROL
+  pids+=("$(pgrep -n -u "$(id -u)" gnome-keyring-d || true)")
+fi
+
+if [ "$want_pulse" = 1 ]; then
+  pulseaudio -D -n --exit-idle-time=-1 --daemonize=yes --log-target=file:"$root/pulse.log" \
+    --load=module-native-protocol-unix \
+    --load="module-null-sink sink_name=vmic rate=16000 channels=1" \
+    --load="module-null-sink sink_name=speakers" 2>/dev/null
+  for _ in $(seq 1 100); do pactl info >/dev/null 2>&1 && break; sleep 0.05; done
+  pactl info >/dev/null 2>&1 || { echo "session.sh: PulseAudio did not start" >&2; exit 1; }
+  pactl set-default-sink speakers
+  pactl set-default-source vmic.monitor
+fi
+
+set +e
+"$@"
+status=$?
+set -e
+exit "$status"
