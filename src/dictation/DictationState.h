@@ -15,9 +15,9 @@ struct DictationState {
   long long wpm = 0;    // done
   std::string message;  // error: for the user
 
-  static DictationState idle() { return {Kind::idle}; }
-  static DictationState recording() { return {Kind::recording}; }
-  static DictationState transcribing() { return {Kind::transcribing}; }
+  static DictationState idle() { return {Kind::idle, {}, 0, 0, {}}; }
+  static DictationState recording() { return {Kind::recording, {}, 0, 0, {}}; }
+  static DictationState transcribing() { return {Kind::transcribing, {}, 0, 0, {}}; }
   static DictationState done(std::string text, long long words, long long wpm) {
     return {Kind::done, std::move(text), words, wpm, {}};
   }

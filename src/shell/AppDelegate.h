@@ -18,6 +18,7 @@
 
 namespace murvel {
 
+class HistoryFileWriter;
 class OnboardingWindow;
 class PopoverViewController;
 struct Popover;
@@ -176,6 +177,10 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   std::string apiURL(std::string_view pathComponent) const;
 
   Platform& platform_;
+
+  // stores/History.cpp: saves run in the background and may overlap; the writer keeps the newest.
+  std::shared_ptr<HistoryFileWriter> historyWriter_;
+  std::uint64_t historyGeneration_ = 0;
 
   // The two shared sounds, looked up on first use and kept; either may be absent.
   std::shared_ptr<Sound> tinkSound_;

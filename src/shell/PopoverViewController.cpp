@@ -96,6 +96,7 @@ void PopoverViewController::render(const DictationState& state) {
       copyButton.setEnabled(false);
       break;
   }
+  for (const auto& observer : renderObservers_) observer(state);
 }
 
 std::string PopoverViewController::hotkeyName() {

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "dictation/DictationState.h"
 #include "platform/Platform.h"
@@ -40,6 +42,12 @@ class PopoverViewController : public std::enable_shared_from_this<PopoverViewCon
   // Renders `state` on a later turn of the main queue. Callable from any thread.
   void setState(DictationState state);
 
+  // Called after each state has been rendered: the toolkit can react (a notification while the
+  // panel is closed), and tests follow the announcements in order.
+  void addRenderObserver(std::function<void(const DictationState&)> observer) {
+    renderObservers_.push_back(std::move(observer));
+  }
+
   void refreshHotkeyText();
   void applyIdleInstructions();
   void updateCleanupLabel();
@@ -49,6 +57,7 @@ class PopoverViewController : public std::enable_shared_from_this<PopoverViewCon
   std::string hotkeyName();
 
   Platform& platform_;
+  std::vector<std::function<void(const DictationState&)>> renderObservers_;
 };
 
 }  // namespace murvel

@@ -31,8 +31,10 @@ class StatusItemButton : public Control {
   std::optional<Color> tint_;
 };
 
-// The item in the menu bar (the tray icon on Linux).
+// The item in the menu bar (the tray icon on Linux). It shows while `presence` is visible;
+// removing it from the bar hides it for good.
 struct StatusItem {
+  WindowRecord presence;
   std::optional<StatusItemButton> button{StatusItemButton{}};
 };
 

@@ -1,0 +1,29 @@
+#include "fakes/FakePlatform.h"
+
+#include <stdlib.h>
+
+namespace murvel::testing {
+
+TemporaryDirectory::TemporaryDirectory() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "murvel-test-XXXXXX").string();
+  if (::mkdtemp(pattern.data()) == nullptr)
+    throw std::runtime_error("mkdtemp failed");
+  path_ = pattern;
+}
+
+TemporaryDirectory::~TemporaryDirectory() {
+  std::error_code error;
+  std::filesystem::remove_all(path_, error);
+}
+
+FakePlatform::FakePlatform()
+    : platform{dispatch,       userDefaults,  audioRecorders, captureDevice, workspace,
+               sounds,         keychain,      eventMonitors,  urlSessions,   pasteboard,
+               keyEventPoster, accessibility, alerts,         bundle,        application,
+               urlEvents,      standardOutput} {
+  workspace.temporary = directory.path() / "tmp";
+  workspace.applicationSupport = directory.path() / "data";
+  std::filesystem::create_directories(workspace.temporary);
+}
+
+}  // namespace murvel::testing

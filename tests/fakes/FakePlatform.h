@@ -1,0 +1,55 @@
+#pragma once
+
+#include <filesystem>
+
+#include "fakes/FakeAudio.h"
+#include "fakes/FakeDelivery.h"
+#include "fakes/FakeDesktop.h"
+#include "fakes/FakeNetwork.h"
+#include "fakes/FakeStores.h"
+#include "fakes/VirtualDispatch.h"
+#include "platform/Platform.h"
+
+namespace murvel::testing {
+
+// A fresh temporary directory, removed with the object.
+class TemporaryDirectory {
+ public:
+  TemporaryDirectory();
+  ~TemporaryDirectory();
+  TemporaryDirectory(const TemporaryDirectory&) = delete;
+  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+// Every platform family as a fake, wired into one Platform. The workspace's temporary and
+// data directories lie in a private temporary directory.
+struct FakePlatform {
+  FakePlatform();
+
+  TemporaryDirectory directory;
+  VirtualDispatch dispatch;
+  FakeUserDefaults userDefaults;
+  FakeAudioRecorderFactory audioRecorders;
+  FakeCaptureDevice captureDevice;
+  FakeWorkspace workspace;
+  FakeSounds sounds;
+  FakeKeychain keychain;
+  FakeEventMonitors eventMonitors;
+  FakeUrlSessions urlSessions;
+  FakePasteboard pasteboard;
+  FakeKeyEventPoster keyEventPoster;
+  FakeAccessibility accessibility;
+  FakeAlerts alerts;
+  FakeBundle bundle;
+  FakeApplication application;
+  FakeUrlEvents urlEvents;
+  CapturingOutput standardOutput;
+
+  Platform platform;
+};
+
+}  // namespace murvel::testing

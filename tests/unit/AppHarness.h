@@ -1,0 +1,94 @@
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "fakes/FakePlatform.h"
+#include "hotkey/HotkeyCatalogue.h"
+#include "shell/AppDelegate.h"
+#include "shell/PopoverViewController.h"
+
+namespace murvel::testing {
+
+// An AppDelegate over fake platform families, with the panel's announcements collected in the
+// order they were rendered.
+class AppHarness {
+ public:
+  explicit AppHarness(std::string baseURL = "https://murvel.test/api")
+      : app(std::make_shared<AppDelegate>(fake.platform, std::move(baseURL))) {}
+
+  // The delegate goes before the fakes it uses, and queued blocks may hold it.
+  ~AppHarness() {
+    app.reset();
+    fake.dispatch.discardAll();
+  }
+  AppHarness(const AppHarness&) = delete;
+  AppHarness& operator=(const AppHarness&) = delete;
+
+  // The full launch, as the platform runs it.
+  void launch() {
+    app->applicationWillFinishLaunching();
+    app->applicationDidFinishLaunching();
+    observePanel();
+    fake.dispatch.runUntilIdle();
+  }
+
+  // What launch sets up for a dictation, without the rest of launch.
+  void prepareSession() {
+    app->settings.registerDefaults();
+    app->setupMenuBar();
+    app->setupPopover();
+    app->setupRecordingURL();
+    observePanel();
+  }
+
+  void observePanel() {
+    if (observing_ || !app->popoverVC)
+      return;
+    observing_ = true;
+    app->popoverVC->addRenderObserver(
+        [this](const DictationState& state) { shown.push_back(state); });
+  }
+
+  static KeyEvent flagsChanged(std::uint16_t keyCode, std::uint64_t flags) {
+    return KeyEvent{KeyEventType::flagsChanged, keyCode, flags};
+  }
+  static const MurvelHotkeyOption& option(const std::string& token) {
+    for (const auto& option : murvelHotkeyOptions()) {
+      if (option.value == token)
+        return option;
+    }
+    throw std::invalid_argument(token);
+  }
+  // The chosen key going down and up, heard by the global monitor, with no other modifier held.
+  void press(const std::string& token = "fn") {
+    const auto& key = option(token);
+    fake.eventMonitors.sendGlobal(flagsChanged(key.keyCode, key.modifierFlag));
+  }
+  void release(const std::string& token = "fn") {
+    fake.eventMonitors.sendGlobal(flagsChanged(option(token).keyCode, 0));
+  }
+
+  std::vector<std::string> trace() const { return fake.standardOutput.lines(); }
+  std::filesystem::path recordingFile() const {
+    return fake.workspace.temporary / "murvel_recording.wav";
+  }
+  void writeRecording(std::size_t bytes) const {
+    std::ofstream out(recordingFile(), std::ios::binary | std::ios::trunc);
+    out << std::string(bytes, 'x');
+  }
+
+  FakePlatform fake;
+  std::shared_ptr<AppDelegate> app;
+  std::vector<DictationState> shown;
+
+ private:
+  bool observing_ = false;
+};
+
+}  // namespace murvel::testing
