@@ -27,9 +27,11 @@ std::shared_ptr<EventSource> FakeKeyEventPoster::eventSourceCreate(std::int32_t 
   return std::make_shared<EventSource>();
 }
 
-std::optional<KeyboardEvent> FakeKeyEventPoster::keyboardEventCreate(const EventSource*,
+std::optional<KeyboardEvent> FakeKeyEventPoster::keyboardEventCreate(const EventSource* source,
                                                                      std::uint16_t virtualKey,
                                                                      bool keyDown) {
+  if (source == nullptr)
+    return std::nullopt;
   return KeyboardEvent{virtualKey, keyDown, 0};
 }
 

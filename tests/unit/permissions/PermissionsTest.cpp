@@ -1,0 +1,214 @@
+#include "AppHarness.h"
+#include "shell/OnboardingWindow.h"
+
+namespace murvel::testing {
+namespace {
+
+using ::testing::ElementsAre;
+
+const std::string microphonePane =
+    "x-apple.systempreferences:com.apple.preference.security?Privacy_Microphone";
+const std::string accessibilityPane =
+    "x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility";
+
+class PermissionsTest : public ::testing::Test {
+ protected:
+  PermissionsTest() { h.prepareSession(); }
+  void given(int microphone, bool trusted) {
+    h.fake.captureDevice.status = microphone;
+    h.fake.accessibility.trusted = trusted;
+  }
+  AppHarness h;
+};
+
+TEST_F(PermissionsTest, RecordsCarryTheirTextsAndTheHotkeyName) {
+  struct Mic {
+    int status;
+    std::string detail;
+    bool granted;
+    std::string action;
+  };
+  const std::string off = "Off. Enable this in System Settings > Privacy & Security > Microphone.";
+  for (const Mic& m :
+       {Mic{0, "Not granted yet. Allow this so Murvel can record your voice.", false, "Allow"},
+        Mic{1, off, false, "Open Settings"}, Mic{2, off, false, "Open Settings"},
+        Mic{3, "Enabled. Murvel can hear you and start recording immediately.", true, "Enabled"},
+        Mic{4, "Unavailable on this Mac right now.", false, "Open Settings"}}) {
+    given(m.status, false);
+    const auto states = h.app->permissionStates();
+    ASSERT_EQ(states.size(), 2u);
+    EXPECT_EQ(states[0], (MurvelPermissionState{MurvelPermissionKind::microphone, "Microphone",
+                                                m.detail, m.granted, m.action}));
+  }
+
+  h.app->settings.setHotkey("right_option");
+  given(3, false);
+  EXPECT_EQ(h.app->permissionStates()[1],
+            (MurvelPermissionState{MurvelPermissionKind::accessibility, "Accessibility",
+                                   "Off. Enable this so Right Option works while you stay in "
+                                   "other apps.",
+                                   false, "Open Settings"}));
+  h.app->settings.setHotkey("capslock");
+  given(3, true);
+  EXPECT_EQ(
+      h.app->permissionStates()[1].detail,
+      "Enabled. Caps Lock can work while you stay in Chrome, Meet, WhatsApp, and other apps.");
+  EXPECT_TRUE(h.app->missingPermissionStates().empty());
+}
+
+struct PopupCase {
+  int microphone;
+  bool trusted;
+  std::string message;
+  std::string lines;
+  std::vector<std::string> buttons;
+  // What the first button leads to: the settings link opened, or a microphone prompt.
+  std::vector<std::string> openedByFirst;
+  int promptsByFirst;
+};
+
+class PermissionsPopupTest : public PermissionsTest,
+                             public ::testing::WithParamInterface<PopupCase> {};
+
+TEST_P(PermissionsPopupTest, AlertListsWhatIsMissingAndActsOnTheChosenButton) {
+  const auto& c = GetParam();
+  given(c.microphone, c.trusted);
+  h.fake.alerts.answers = {alertFirstButtonReturn};
+  h.app->showPermissionsPopup(true, false);
+  ASSERT_EQ(h.fake.alerts.shown.size(), 1u);
+  EXPECT_EQ(h.fake.alerts.shown[0], (Alert{c.message, c.lines, c.buttons}));
+  EXPECT_EQ(h.fake.workspace.opened, c.openedByFirst);
+  EXPECT_EQ(h.fake.captureDevice.requests, c.promptsByFirst);
+  EXPECT_EQ(h.fake.application.activations, 1 + c.promptsByFirst);
+
+  // "Later" requests nothing.
+  h.fake.alerts.answers = {alertFirstButtonReturn + static_cast<long>(c.buttons.size()) - 1};
+  h.app->showPermissionsPopup(true, false);
+  EXPECT_EQ(h.fake.workspace.opened, c.openedByFirst);
+  EXPECT_EQ(h.fake.captureDevice.requests, c.promptsByFirst);
+}
+
+const std::string micAllow =
+    "\u2022 Microphone: Not granted yet. Allow this so Murvel can record your voice.";
+const std::string micOff =
+    "\u2022 Microphone: Off. Enable this in System Settings > Privacy & Security > Microphone.";
+const std::string axOff =
+    "\u2022 Accessibility: Off. Enable this so Fn works while you stay in other apps.";
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, PermissionsPopupTest,
+    ::testing::Values(
+        PopupCase{
+            0, true, "Murvel needs 1 permission", micAllow, {"Allow Microphone", "Later"}, {}, 1},
+        PopupCase{2,
+                  true,
+                  "Murvel needs 1 permission",
+                  micOff,
+                  {"Open Microphone", "Later"},
+                  {microphonePane},
+                  0},
+        PopupCase{9,
+                  true,
+                  "Murvel needs 1 permission",
+                  "\u2022 Microphone: Unavailable on this Mac right now.",
+                  {"Open Microphone", "Later"},
+                  {microphonePane},
+                  0},
+        PopupCase{3,
+                  false,
+                  "Murvel needs 1 permission",
+                  axOff,
+                  {"Open Accessibility", "Later"},
+                  {accessibilityPane},
+                  0},
+        PopupCase{0,
+                  false,
+                  "Murvel needs 2 permissions",
+                  micAllow + "\n" + axOff,
+                  {"Open Accessibility", "Allow Microphone", "Later"},
+                  {accessibilityPane},
+                  0},
+        PopupCase{1,
+                  false,
+                  "Murvel needs 2 permissions",
+                  micOff + "\n" + axOff,
+                  {"Open Accessibility", "Open Microphone", "Later"},
+                  {accessibilityPane},
+                  0}));
+
+TEST_F(PermissionsTest, SecondButtonOfTwoMissingRequestsTheMicrophone) {
+  given(0, false);
+  h.fake.alerts.answers = {alertFirstButtonReturn + 1};
+  h.app->showPermissionsPopup(true, false);
+  EXPECT_EQ(h.fake.captureDevice.requests, 1);
+  h.fake.captureDevice.answer(false);
+  h.fake.dispatch.runUntilIdle();
+  EXPECT_THAT(h.fake.workspace.opened, ElementsAre(microphonePane));  // the refusal sends there
+}
+
+TEST_F(PermissionsTest, NothingMissingShowsSuccessOnlyWhenAsked) {
+  given(3, true);
+  h.app->showPermissionsPopup(true, false);
+  EXPECT_TRUE(h.fake.alerts.shown.empty());
+  h.app->showPermissionsPopup(true, true);
+  ASSERT_EQ(h.fake.alerts.shown.size(), 1u);
+  EXPECT_EQ(h.fake.alerts.shown[0], (Alert{"All permissions are enabled",
+                                           "Murvel already has the permissions it needs.",
+                                           {"OK"}}));
+}
+
+TEST_F(PermissionsTest, AutomaticPromptComesOncePerVersion) {
+  given(3, true);
+  h.app->maybePromptPermissionsIfNeeded();  // nothing missing: nothing written
+  EXPECT_TRUE(h.fake.userDefaults.writes.empty());
+
+  given(3, false);
+  h.app->maybePromptPermissionsIfNeeded();
+  EXPECT_EQ(h.app->settings.lastPermissionsPromptVersion(), "2.3");  // before the delay
+  h.fake.dispatch.advance(0.59);
+  EXPECT_TRUE(h.fake.alerts.shown.empty());
+  h.fake.dispatch.advance(0.01);
+  EXPECT_EQ(h.fake.alerts.shown.size(), 1u);
+
+  h.app->maybePromptPermissionsIfNeeded();  // same version: never again
+  h.fake.dispatch.advance(1.0);
+  EXPECT_EQ(h.fake.alerts.shown.size(), 1u);
+
+  // A new version (or none, which reads as "1.0"), granted during the wait: no alert.
+  h.fake.bundle.info.clear();
+  h.app->maybePromptPermissionsIfNeeded();
+  EXPECT_EQ(h.app->settings.lastPermissionsPromptVersion(), "1.0");
+  given(3, true);
+  h.fake.dispatch.advance(1.0);
+  EXPECT_EQ(h.fake.alerts.shown.size(), 1u);
+  EXPECT_EQ(h.app->settings.lastPermissionsPromptVersion(), "1.0");
+}
+
+TEST_F(PermissionsTest, MicrophoneAnswerReturnsOnTheMainQueueAfterARefresh) {
+  given(0, true);
+  h.app->showOnboarding();
+  std::vector<std::string> order;
+  h.app->onboardingWindow->microphoneButton.addListener([&] {
+    if (order.empty() || order.back() != "refresh")
+      order.push_back("refresh");
+  });
+  h.app->requestMicrophoneAccess([&](bool granted) { order.push_back(granted ? "yes" : "no"); });
+  h.fake.captureDevice.status = 3;
+  h.fake.captureDevice.answer(true);
+  EXPECT_TRUE(order.empty());  // the platform's thread only hands over
+  h.fake.dispatch.runUntilIdle();
+  EXPECT_THAT(order, ElementsAre("refresh", "yes"));
+}
+
+TEST_F(PermissionsTest, RequestPermissionFollowsTheStatusOfTheMoment) {
+  given(3, true);
+  h.app->requestPermission(MurvelPermissionKind::microphone);
+  EXPECT_TRUE(h.fake.workspace.opened.empty());
+  given(1, true);
+  h.app->requestPermission(MurvelPermissionKind::microphone);
+  h.app->requestPermission(MurvelPermissionKind::accessibility);
+  EXPECT_THAT(h.fake.workspace.opened, ElementsAre(microphonePane, accessibilityPane));
+}
+
+}  // namespace
+}  // namespace murvel::testing
