@@ -14,6 +14,7 @@ packages=(
   # the local service
   libpocketsphinx-dev pocketsphinx-en-us libsqlite3-dev
   # what the real-component tests run against
+  xdg-utils desktop-file-utils
   xvfb xauth x11-utils xdotool procps pulseaudio pulseaudio-utils flite sox dbus dbus-x11 gnome-keyring
 )
 

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+class QLocalServer;
+class QLocalSocket;
+
+namespace murvel::linux_platform {
+
+class InstanceLock;
+
+// Keeps one Murvel running per user. The first process holds a lock in the user's private
+// runtime directory and listens on a local socket beside it; a later process finds the lock,
+// hands the murvel: URLs of its command line to the first over the socket, and learns the first
+// one's process id. All of this is settled in the constructor, so by the time the launch asks
+// who is running, the hand-over is done.
+//
+// Construct on the main thread, after the QCoreApplication.
+class SingleInstance {
+ public:
+  SingleInstance(int argc, const char* const* argv);
+  ~SingleInstance();
+  SingleInstance(const SingleInstance&) = delete;
+  SingleInstance& operator=(const SingleInstance&) = delete;
+
+  // Whether this process is the one that keeps running.
+  bool isPrimary() const { return primary_; }
+  // The running instance's process id, for a process that is not it.
+  std::optional<std::int64_t> primaryProcessIdentifier() const { return primaryPid_; }
+  // The murvel: URLs of the primary's own command line (none for a later process: those went to
+  // the running instance).
+  const std::vector<std::string>& launchUrls() const { return launchUrls_; }
+
+  // The primary delivers each URL received from later processes to `receiver`, on the main
+  // thread. URLs that came while no receiver was set are delivered when one is set.
+  void setUrlReceiver(std::function<void(const std::string&)> receiver);
+
+  // Where the primary listens, for the tests.
+  std::string serverName() const { return serverName_; }
+
+ private:
+  void becomePrimary();
+  bool handOver(const std::vector<std::string>& urls);
+  void acceptConnections();
+  void readMessage(QLocalSocket& connection);
+  void deliver(std::string url);
+
+  bool primary_ = true;
+  std::optional<std::int64_t> primaryPid_;
+  std::vector<std::string> launchUrls_;
+  std::string serverName_;
+  std::unique_ptr<InstanceLock> lock_;
+  std::unique_ptr<QLocalServer> server_;
+  std::function<void(const std::string&)> receiver_;
+  std::vector<std::string> undelivered_;
+};
+
+}  // namespace murvel::linux_platform

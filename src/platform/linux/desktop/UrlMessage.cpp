@@ -1,0 +1,24 @@
+#include "platform/linux/desktop/UrlMessage.h"
+
+#include <QStringDecoder>
+
+namespace murvel::linux_platform {
+
+std::optional<std::string> acceptedMurvelUrl(std::string_view text) {
+  if (text.size() > maxUrlMessageLength || !text.starts_with("murvel:"))
+    return std::nullopt;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte == 0x7f)
+      return std::nullopt;
+  }
+  // Stateless, so that a sequence cut off at the end counts as an error too.
+  QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+  [[maybe_unused]] const QString decoded =
+      decoder.decode(QByteArrayView(text.data(), static_cast<qsizetype>(text.size())));
+  if (decoder.hasError())
+    return std::nullopt;
+  return std::string(text);
+}
+
+}  // namespace murvel::linux_platform
