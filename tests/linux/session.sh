@@ -83,6 +83,17 @@ if [ "$want_pulse" = 1 ]; then
   pactl info >/dev/null 2>&1 || { echo "session.sh: PulseAudio did not start" >&2; exit 1; }
   pactl set-default-sink speakers
   pactl set-default-source vmic.monitor
+  # A null sink that nothing plays into renders two seconds ahead and then sleeps, so a new
+  # recording of its monitor would wait that long for its first sample; a real microphone does
+  # not. A low-latency stream of silence keeps each sink in small steps, and one suspend and
+  # resume drops what it had rendered ahead.
+  for sink in vmic speakers; do
+    pacat --playback --device="$sink" --latency-msec=20 --raw /dev/zero >/dev/null 2>&1 &
+    pids+=($!)
+  done
+  for sink in vmic speakers; do
+    pactl suspend-sink "$sink" 1 && pactl suspend-sink "$sink" 0
+  done
 fi
 
 set +e
