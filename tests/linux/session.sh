@@ -54,6 +54,9 @@ export XDG_CACHE_HOME="$HOME/.cache" XDG_RUNTIME_DIR="$root/run"
 mkdir -p "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_CACHE_HOME"
 mkdir -m 0700 -p "$XDG_RUNTIME_DIR"
 
+# Without --x11 nothing may reach the developer's own screen (a keyring prompt, a window).
+if [ "$want_x11" = 0 ]; then unset DISPLAY WAYLAND_DISPLAY; fi
+
 if [ "$want_x11" = 1 ]; then
   exec 3> "$root/display"
   Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp -noreset >"$root/xvfb.log" 2>&1 &
@@ -68,10 +71,20 @@ if [ "$want_x11" = 1 ]; then
 fi
 
 if [ "$want_keyring" = 1 ]; then
-  # An empty login keyring, created and unlocked with a throwaway password.
-  eval "$(printf 'murvel-test' | gnome-keyring-daemon --unlock --components=secrets)"
-  export GNOME_KEYRING_CONTROL
-  pids+=("$(pgrep -n -u "$(id -u)" gnome-keyring-d || true)")
+  # An empty login keyring, created and unlocked with a throwaway password. The daemon stays in
+  # the foreground so that its own pid is known and only this session's daemon is stopped.
+  gnome-keyring-daemon --foreground --unlock --components=secrets \
+    < <(printf 'murvel-test') >"$root/keyring.log" 2>&1 &
+  pids+=($!)
+  for _ in $(seq 1 100); do
+    [ -s "$HOME/.local/share/keyrings/login.keyring" ] &&
+      dbus-send --session --print-reply --dest=org.freedesktop.DBus /org/freedesktop/DBus \
+        org.freedesktop.DBus.NameHasOwner string:org.freedesktop.secrets 2>/dev/null |
+      grep -q 'boolean true' && break
+    sleep 0.05
+  done
+  [ -s "$HOME/.local/share/keyrings/login.keyring" ] ||
+    { echo "session.sh: the keyring did not start" >&2; cat "$root/keyring.log" >&2; exit 1; }
 fi
 
 if [ "$want_pulse" = 1 ]; then

@@ -31,7 +31,8 @@ bool sameField(std::string_view a, std::string_view b) {
 
 }  // namespace
 
-RawHttpServer::RawHttpServer(Options options) : options_(std::move(options)) {
+RawHttpServer::RawHttpServer(Options options, Responder responder)
+    : options_(std::move(options)), responder_(std::move(responder)) {
   listenFd_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   stopFd_ = eventfd(0, EFD_CLOEXEC);
   sockaddr_in address{};
@@ -138,19 +139,21 @@ void RawHttpServer::serve(int fd, int connection) {
     request.body = buffer.substr(0, contentLength);
     buffer.erase(0, contentLength);
     const bool isHead = request.requestLine.starts_with("HEAD ");
+    const Answer answer =
+        responder_ ? responder_(request) : Answer{options_.status, options_.body, options_.reply};
     {
       std::lock_guard lock(mutex_);
       requests_.push_back(std::move(request));
     }
     changed_.notify_all();
 
-    const std::string statusLine = "HTTP/1.1 " + std::to_string(options_.status) + " Reply\r\n";
+    const std::string statusLine = "HTTP/1.1 " + std::to_string(answer.status) + " Reply\r\n";
     const std::string fields = "Content-Type: application/json\r\nContent-Length: " +
-                               std::to_string(options_.body.size()) + "\r\n\r\n";
-    switch (options_.reply) {
+                               std::to_string(answer.body.size()) + "\r\n\r\n";
+    switch (answer.reply) {
       case Reply::immediately:
         alive = pause(options_.delay) &&
-                sendAll(fd, statusLine + fields + (isHead ? std::string() : options_.body));
+                sendAll(fd, statusLine + fields + (isHead ? std::string() : answer.body));
         break;
       case Reply::never:
         waitForPeerOrStop(fd);
@@ -158,8 +161,8 @@ void RawHttpServer::serve(int fd, int connection) {
         break;
       case Reply::trickle:
         alive = sendAll(fd, statusLine + fields);
-        for (size_t i = 0; alive && !isHead && i < options_.body.size(); ++i)
-          alive = pause(options_.trickleInterval) && sendAll(fd, options_.body.substr(i, 1));
+        for (size_t i = 0; alive && !isHead && i < answer.body.size(); ++i)
+          alive = pause(options_.trickleInterval) && sendAll(fd, answer.body.substr(i, 1));
         break;
     }
   }

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <cstddef>
 #include <mutex>
 #include <string>
@@ -39,7 +40,18 @@ class RawHttpServer {
     int connection = 0;  // 1 for the first connection accepted, and so on
   };
 
-  explicit RawHttpServer(Options options);
+  // A reply decided from its request, for servers that play a script.
+  struct Answer {
+    int status = 200;
+    std::string body = "{}";
+    Reply reply = Reply::immediately;
+  };
+  using Responder = std::function<Answer(const Request&)>;
+
+  // Every request is answered by `responder` (on the connection's thread).
+  explicit RawHttpServer(Responder responder) : RawHttpServer(Options{}, std::move(responder)) {}
+
+  explicit RawHttpServer(Options options) : RawHttpServer(std::move(options), nullptr) {}
   RawHttpServer() : RawHttpServer(Options{}) {}
   ~RawHttpServer();
   RawHttpServer(const RawHttpServer&) = delete;
@@ -57,6 +69,7 @@ class RawHttpServer {
   bool waitForRequests(std::size_t count) const;
 
  private:
+  RawHttpServer(Options options, Responder responder);
   void acceptLoop();
   void serve(int fd, int connection);
   // Reads more bytes into `buffer`; false when the peer closed or the server stops.
@@ -67,6 +80,7 @@ class RawHttpServer {
   void waitForPeerOrStop(int fd);
 
   const Options options_;
+  const Responder responder_;
   int listenFd_ = -1;
   int stopFd_ = -1;
   int port_ = 0;
