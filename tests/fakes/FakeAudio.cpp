@@ -7,6 +7,32 @@ namespace murvel::testing {
 
 namespace {
 
+void putLittleEndian(std::string& out, std::uint32_t value, int bytes) {
+  for (int i = 0; i < bytes; ++i) out.push_back(static_cast<char>((value >> (8 * i)) & 0xff));
+}
+
+// A RIFF/WAVE file of `size` bytes in the recorder's format: 16 kHz mono 16-bit PCM, a quiet
+// tone after the 44-byte header. Smaller sizes give the first bytes of such a file.
+std::string waveFile(std::size_t size) {
+  const std::uint32_t data = size > 44 ? static_cast<std::uint32_t>(size - 44) : 0;
+  std::string out = "RIFF";
+  putLittleEndian(out, 36 + data, 4);
+  out += "WAVEfmt ";
+  putLittleEndian(out, 16, 4);
+  putLittleEndian(out, 1, 2);      // linear PCM
+  putLittleEndian(out, 1, 2);      // one channel
+  putLittleEndian(out, 16000, 4);  // frames a second
+  putLittleEndian(out, 32000, 4);  // bytes a second
+  putLittleEndian(out, 2, 2);      // bytes a frame
+  putLittleEndian(out, 16, 2);     // bits a sample
+  out += "data";
+  putLittleEndian(out, data, 4);
+  for (std::uint32_t i = 0; out.size() < size; ++i)
+    out.push_back(static_cast<char>((i * 7) & 0x3f));
+  out.resize(size);
+  return out;
+}
+
 class FakeRecorder final : public AudioRecorder {
  public:
   FakeRecorder(FakeAudioRecorderFactory& factory, std::filesystem::path url)
@@ -22,6 +48,9 @@ class FakeRecorder final : public AudioRecorder {
     factory_.log.push_back("record");
     if (factory_.recordFails)
       return false;
+    // A new file, as the real recorder makes: an upload still reading the last take keeps it.
+    std::error_code error;
+    std::filesystem::remove(url_, error);
     std::ofstream(url_, std::ios::binary | std::ios::trunc);
     recording_ = true;
     return true;
@@ -33,7 +62,7 @@ class FakeRecorder final : public AudioRecorder {
       return;
     recording_ = false;
     std::ofstream out(url_, std::ios::binary | std::ios::trunc);
-    const std::string bytes(factory_.bytesPerRecording, '\x01');
+    const std::string bytes = waveFile(factory_.bytesPerRecording);
     out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   }
 

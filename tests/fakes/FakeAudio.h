@@ -13,7 +13,7 @@
 namespace murvel::testing {
 
 // Recorders that write a real file: `record` replaces its content with nothing, `stop` leaves
-// it at `bytesPerRecording` bytes. Everything asked of them goes into `log`, in order:
+// a WAV file of `bytesPerRecording` bytes. Everything asked of them goes into `log`, in order:
 // "make", "record", "stop", "drop" (a recorder destroyed).
 class FakeAudioRecorderFactory final : public AudioRecorderFactory {
  public:

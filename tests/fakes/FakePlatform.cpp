@@ -16,11 +16,24 @@ TemporaryDirectory::~TemporaryDirectory() {
   std::filesystem::remove_all(path_, error);
 }
 
-FakePlatform::FakePlatform()
-    : platform{dispatch,       userDefaults,  audioRecorders, captureDevice, workspace,
-               sounds,         keychain,      eventMonitors,  urlSessions,   pasteboard,
-               keyEventPoster, accessibility, alerts,         bundle,        application,
-               urlEvents,      standardOutput} {
+FakePlatform::FakePlatform(RealFamilies real)
+    : platform{dispatch,
+               userDefaults,
+               audioRecorders,
+               captureDevice,
+               workspace,
+               sounds,
+               keychain,
+               eventMonitors,
+               real.urlSessions != nullptr ? *real.urlSessions : urlSessions,
+               pasteboard,
+               keyEventPoster,
+               accessibility,
+               alerts,
+               bundle,
+               application,
+               urlEvents,
+               real.standardOutput != nullptr ? *real.standardOutput : standardOutput} {
   workspace.temporary = directory.path() / "tmp";
   workspace.applicationSupport = directory.path() / "data";
   std::filesystem::create_directories(workspace.temporary);

@@ -27,8 +27,14 @@ class TemporaryDirectory {
 
 // Every platform family as a fake, wired into one Platform. The workspace's temporary and
 // data directories lie in a private temporary directory.
+// Real families that a test puts in place of fakes.
+struct RealFamilies {
+  UrlSessions* urlSessions = nullptr;        // requests go out for real
+  StandardOutput* standardOutput = nullptr;  // trace lines reach the process's output
+};
+
 struct FakePlatform {
-  FakePlatform();
+  explicit FakePlatform(RealFamilies real = {});
 
   TemporaryDirectory directory;
   VirtualDispatch dispatch;

@@ -148,8 +148,9 @@ void RawHttpServer::serve(int fd, int connection) {
     changed_.notify_all();
 
     const std::string statusLine = "HTTP/1.1 " + std::to_string(answer.status) + " Reply\r\n";
-    const std::string fields = "Content-Type: application/json\r\nContent-Length: " +
-                               std::to_string(answer.body.size()) + "\r\n\r\n";
+    const std::string fields =
+        "Content-Type: application/json\r\nContent-Length: " + std::to_string(answer.body.size()) +
+        "\r\n\r\n";
     switch (answer.reply) {
       case Reply::immediately:
         alive = pause(options_.delay) &&

@@ -1,4 +1,4 @@
-#include "AppHarness.h"
+#include "fakes/AppHarness.h"
 #include "dictation/RecorderSettings.h"
 
 namespace murvel::testing {

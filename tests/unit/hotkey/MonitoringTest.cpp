@@ -1,4 +1,4 @@
-#include "AppHarness.h"
+#include "fakes/AppHarness.h"
 
 namespace murvel::testing {
 namespace {

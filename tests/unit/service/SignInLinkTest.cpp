@@ -1,4 +1,4 @@
-#include "AppHarness.h"
+#include "fakes/AppHarness.h"
 #include "service/ServiceURL.h"
 
 namespace murvel::testing {

@@ -1,4 +1,4 @@
-#include "AppHarness.h"
+#include "fakes/AppHarness.h"
 #include "shell/OnboardingWindow.h"
 #include "shell/controls/StatusItem.h"
 

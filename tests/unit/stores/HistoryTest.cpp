@@ -1,7 +1,7 @@
 #include <fstream>
 #include <thread>
 
-#include "AppHarness.h"
+#include "fakes/AppHarness.h"
 #include "common/Files.h"
 #include "stores/HistoryFile.h"
 

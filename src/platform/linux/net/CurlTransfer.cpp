@@ -44,7 +44,15 @@ CurlTransfer::CurlTransfer(UrlRequest request, std::optional<std::filesystem::pa
     : request_(std::move(request)),
       uploadFile_(std::move(uploadFile)),
       limits_(limits),
-      completion_(std::move(completion)) {}
+      completion_(std::move(completion)) {
+  // Opened when the task is made, on the caller's thread: a recording that replaces the file
+  // before the worker gets to this task cannot take this upload's content away.
+  if (uploadFile_) {
+    file_.reset(std::fopen(uploadFile_->c_str(), "rb"));
+    if (!file_)
+      openError_ = errno;
+  }
+}
 
 CurlTransfer::~CurlTransfer() = default;
 
@@ -90,10 +98,9 @@ std::optional<PlatformError> CurlTransfer::setUpBody() {
   CURL* easy = easy_.get();
   const std::string& method = request_.httpMethod;
   if (uploadFile_) {
-    file_.reset(std::fopen(uploadFile_->c_str(), "rb"));
     if (!file_) {
-      return urlError(errno == ENOENT ? UrlErrorCode::fileDoesNotExist
-                                      : UrlErrorCode::cannotReadFile);
+      return urlError(openError_ == ENOENT ? UrlErrorCode::fileDoesNotExist
+                                           : UrlErrorCode::cannotReadFile);
     }
     std::optional<curl_off_t> length = declaredLength(request_);
     if (!length) {

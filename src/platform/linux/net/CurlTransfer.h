@@ -80,6 +80,7 @@ class CurlTransfer {
   std::unique_ptr<std::FILE, FileDeleter> file_;
   std::unique_ptr<CURL, EasyDeleter> easy_;
   bool fileReadFailed_ = false;
+  int openError_ = 0;
 
   Clock::time_point startedAt_;
   Clock::time_point lastActivityAt_;

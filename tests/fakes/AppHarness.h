@@ -19,8 +19,8 @@ namespace murvel::testing {
 // order they were rendered.
 class AppHarness {
  public:
-  explicit AppHarness(std::string baseURL = "https://murvel.test/api")
-      : app(std::make_shared<AppDelegate>(fake.platform, std::move(baseURL))) {}
+  explicit AppHarness(std::string baseURL = "https://murvel.test/api", RealFamilies real = {})
+      : fake(real), app(std::make_shared<AppDelegate>(fake.platform, std::move(baseURL))) {}
 
   // The delegate goes before the fakes it uses, and queued blocks may hold it.
   ~AppHarness() {
