@@ -31,6 +31,7 @@ class RawHttpServer {
     std::string body = "{}";
     std::chrono::milliseconds delay{0};
     std::chrono::milliseconds trickleInterval{100};
+    int port = 0;  // 0: any free port
   };
 
   struct Request {
@@ -49,7 +50,8 @@ class RawHttpServer {
   using Responder = std::function<Answer(const Request&)>;
 
   // Every request is answered by `responder` (on the connection's thread).
-  explicit RawHttpServer(Responder responder) : RawHttpServer(Options{}, std::move(responder)) {}
+  explicit RawHttpServer(Responder responder, int port = 0)
+      : RawHttpServer(Options{.port = port}, std::move(responder)) {}
 
   explicit RawHttpServer(Options options) : RawHttpServer(std::move(options), nullptr) {}
   RawHttpServer() : RawHttpServer(Options{}) {}

@@ -1,0 +1,123 @@
+// Murvel on the Linux desktop: the real platform families, built once here and handed to the
+// one AppDelegate, which the Qt event loop then drives.
+
+#include <QApplication>
+#include <QGuiApplication>
+#include <QSocketNotifier>
+#include <QTimer>
+
+#include <unistd.h>
+#include <csignal>
+#include <memory>
+
+#include "platform/Platform.h"
+#include "platform/linux/audio/PulseAudioCaptureDevice.h"
+#include "platform/linux/audio/PulseAudioRecorderFactory.h"
+#include "platform/linux/audio/PulseAudioSounds.h"
+#include "platform/linux/audio/PulseConnection.h"
+#include "platform/linux/desktop/LinuxApplication.h"
+#include "platform/linux/desktop/LinuxBundle.h"
+#include "platform/linux/desktop/LinuxUrlEvents.h"
+#include "platform/linux/desktop/LinuxWorkspace.h"
+#include "platform/linux/desktop/QtAlerts.h"
+#include "platform/linux/desktop/QtPasteboard.h"
+#include "platform/linux/desktop/SingleInstance.h"
+#include "platform/linux/net/CurlUrlSessions.h"
+#include "platform/linux/qt/QtDispatch.h"
+#include "platform/linux/qt/StdoutOutput.h"
+#include "platform/linux/stores/FileUserDefaults.h"
+#include "platform/linux/stores/SecretKeychainBackend.h"
+#include "platform/linux/x11/SyntheticKeyLedger.h"
+#include "platform/linux/x11/X11Accessibility.h"
+#include "platform/linux/x11/X11ActiveWindow.h"
+#include "platform/linux/x11/X11EventMonitors.h"
+#include "platform/linux/x11/X11KeyEventPoster.h"
+#include "shell/AppDelegate.h"
+
+namespace {
+
+// SIGINT and SIGTERM end Murvel the way its own Quit does. The handler only writes a byte; the
+// main loop reads it.
+int quitSignalPipe[2] = {-1, -1};
+
+void onQuitSignal(int) {
+  const char byte = 1;
+  [[maybe_unused]] const auto written = ::write(quitSignalPipe[1], &byte, 1);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  using namespace murvel;
+  using namespace murvel::linux_platform;
+
+  QApplication qtApplication(argc, argv);
+  QApplication::setApplicationName("Murvel");
+  QApplication::setDesktopFileName("murvel");
+  // Murvel lives without a main window: closing an alert must not end it.
+  QApplication::setQuitOnLastWindowClosed(false);
+
+  // Settled before anything else: a later copy hands its link over here and then ends.
+  SingleInstance instance(argc, argv);
+
+  // libcurl is initialised here, before any other thread exists.
+  CurlUrlSessions urlSessions;
+  QtDispatch dispatch;
+  FileUserDefaults userDefaults(FileUserDefaults::defaultPath());
+  auto pulse = std::make_shared<PulseConnection>();
+  PulseAudioRecorderFactory audioRecorders(pulse);
+  PulseAudioCaptureDevice captureDevice(pulse);
+  PulseAudioSounds sounds(pulse);
+  X11ActiveWindow activeWindow;
+  LinuxWorkspace workspace(
+      instance, WindowHooks{[&activeWindow] { return activeWindow.frontmostApplication(); },
+                            [&activeWindow](const RunningApplication& application) {
+                              activeWindow.activate(application);
+                            }});
+  SecretKeychainBackend keychain;
+  // The paste keystrokes Murvel sends must not come back as the user's own keys.
+  auto ownKeys = std::make_shared<SyntheticKeyLedger>();
+  X11EventMonitors eventMonitors(ownKeys);
+  X11KeyEventPoster keyEventPoster(ownKeys);
+  QtPasteboard pasteboard;
+  X11Accessibility accessibility;
+  QtAlerts alerts;
+  LinuxBundle bundle(MURVEL_VERSION);
+  LinuxApplication application;
+  LinuxUrlEvents urlEvents(instance);
+  StdoutOutput standardOutput;
+
+  Platform platform{dispatch,       userDefaults,  audioRecorders, captureDevice, workspace,
+                    sounds,         keychain,      eventMonitors,  urlSessions,   pasteboard,
+                    keyEventPoster, accessibility, alerts,         bundle,        application,
+                    urlEvents,      standardOutput};
+
+  auto delegate = std::make_shared<AppDelegate>(platform, MURVEL_API_BASE_URL);
+  delegate->applicationWillFinishLaunching();
+  // Launch finishes on the first turn of the event loop, as on any desktop application.
+  QTimer::singleShot(0, &qtApplication, [&delegate] { delegate->applicationDidFinishLaunching(); });
+  QObject::connect(&qtApplication, &QGuiApplication::applicationStateChanged, &qtApplication,
+                   [&delegate](Qt::ApplicationState state) {
+                     if (state == Qt::ApplicationActive)
+                       delegate->applicationDidBecomeActive();
+                   });
+
+  std::unique_ptr<QSocketNotifier> quitNotifier;
+  if (::pipe(quitSignalPipe) == 0) {
+    quitNotifier = std::make_unique<QSocketNotifier>(quitSignalPipe[0], QSocketNotifier::Read);
+    QObject::connect(quitNotifier.get(), &QSocketNotifier::activated, &qtApplication,
+                     [&delegate, &quitNotifier] {
+                       char byte = 0;
+                       [[maybe_unused]] const auto read = ::read(quitSignalPipe[0], &byte, 1);
+                       quitNotifier->setEnabled(false);
+                       delegate->quitMurvel();
+                     });
+    std::signal(SIGINT, onQuitSignal);
+    std::signal(SIGTERM, onQuitSignal);
+  }
+
+  const int status = QApplication::exec();
+  // The delegate goes first: it uses every family above.
+  delegate.reset();
+  return status;
+}

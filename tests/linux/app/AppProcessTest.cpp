@@ -1,0 +1,247 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "RawHttpServer.h"
+#include "common/Files.h"
+#include "platform/linux/stores/SecretKeychainBackend.h"
+#include "stores/Keychain.h"
+
+extern char** environ;
+
+namespace murvel::testing {
+namespace {
+
+using Server = murvel::test::RawHttpServer;
+using namespace std::chrono_literals;
+
+// A copy of Murvel started as a separate process.
+class MurvelProcess {
+ public:
+  // `output`, when given, receives what the process writes to standard output.
+  explicit MurvelProcess(std::vector<std::string> arguments = {}, const std::string& output = {}) {
+    std::vector<std::string> all{MURVEL_UNDER_TEST};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    std::vector<char*> argv;
+    for (auto& argument : all) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    if (!output.empty()) {
+      posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.c_str(),
+                                       O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    }
+    if (posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ) != 0)
+      pid_ = -1;
+    posix_spawn_file_actions_destroy(&actions);
+  }
+  ~MurvelProcess() {
+    if (running()) {
+      ::kill(pid_, SIGKILL);
+      waitForExit(5s);
+    }
+  }
+  MurvelProcess(const MurvelProcess&) = delete;
+  MurvelProcess& operator=(const MurvelProcess&) = delete;
+
+  bool running() {
+    if (exited_ || pid_ <= 0)
+      return false;
+    int status = 0;
+    if (::waitpid(pid_, &status, WNOHANG) == pid_) {
+      exited_ = true;
+      status_ = status;
+      return false;
+    }
+    return true;
+  }
+  // The exit status, or nothing if it still runs after `limit`.
+  std::optional<int> waitForExit(std::chrono::milliseconds limit) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (running() && std::chrono::steady_clock::now() < deadline)
+      std::this_thread::sleep_for(10ms);
+    if (!exited_)
+      return std::nullopt;
+    return WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_);
+  }
+  void signal(int number) { ::kill(pid_, number); }
+
+ private:
+  pid_t pid_ = -1;
+  bool exited_ = false;
+  int status_ = 0;
+};
+
+// The service at the address the app under test was built with.
+class AppProcessTest : public ::testing::Test {
+ protected:
+  AppProcessTest()
+      : service_(
+            [](const Server::Request& request) {
+              if (request.requestLine.starts_with("POST /api/auth/exchange")) {
+                return Server::Answer{200, R"({"access_key":"key-from-link","email":"a@b.c"})"};
+              }
+              return Server::Answer{200, "{}"};
+            },
+            MURVEL_TEST_SERVICE_PORT) {}
+
+  std::vector<std::string> exchangedBodies() const {
+    std::vector<std::string> bodies;
+    for (const auto& request : service_.requests()) {
+      if (request.requestLine.starts_with("POST /api/auth/exchange"))
+        bodies.push_back(request.body);
+    }
+    return bodies;
+  }
+  bool waitFor(const std::function<bool()>& condition) const {
+    for (int i = 0; i < 1000 && !condition(); ++i) std::this_thread::sleep_for(10ms);
+    return condition();
+  }
+  // Launch is done once the app has warmed its connection to the service.
+  bool launched() const {
+    return waitFor([&] {
+      for (const auto& request : service_.requests()) {
+        if (request.requestLine.starts_with("HEAD /api/health"))
+          return true;
+      }
+      return false;
+    });
+  }
+
+  Server service_;
+};
+
+TEST_F(AppProcessTest, LaterCopyHandsItsLinkToTheRunningOneAndEnds) {
+  MurvelProcess first;
+  ASSERT_TRUE(launched());
+
+  MurvelProcess second({"murvel://auth?login_token=from-second-copy"});
+  EXPECT_EQ(second.waitForExit(5s), 0);
+  ASSERT_TRUE(waitFor([&] { return exchangedBodies().size() == 1; }));
+  EXPECT_EQ(exchangedBodies()[0], R"({"login_token":"from-second-copy"})");
+  EXPECT_TRUE(first.running());
+
+  // The running copy stored the key it was given, in the desktop's keyring.
+  linux_platform::SecretKeychainBackend keychain;
+  EXPECT_TRUE(waitFor(
+      [&] { return Keychain::load(keychain, Keychain::accessKeyAccount) == "key-from-link"; }));
+
+  first.signal(SIGTERM);
+  EXPECT_EQ(first.waitForExit(5s), 0);
+}
+
+TEST_F(AppProcessTest, LinkThatStartsTheAppReachesItsHandler) {
+  MurvelProcess first({"murvel://auth?login_token=at-start"});
+  ASSERT_TRUE(waitFor([&] { return exchangedBodies().size() == 1; }));
+  EXPECT_EQ(exchangedBodies()[0], R"({"login_token":"at-start"})");
+  EXPECT_TRUE(first.running());
+}
+
+TEST_F(AppProcessTest, KilledInstanceLeavesNothingThatBlocksTheNext) {
+  {
+    MurvelProcess crashed;
+    ASSERT_TRUE(launched());
+    crashed.signal(SIGKILL);
+    ASSERT_TRUE(crashed.waitForExit(5s));
+  }
+  MurvelProcess next;
+  std::this_thread::sleep_for(500ms);
+  ASSERT_TRUE(next.running());  // not taken for a second copy
+  MurvelProcess linker({"murvel://auth?login_token=after-crash"});
+  EXPECT_EQ(linker.waitForExit(5s), 0);
+  ASSERT_TRUE(waitFor([&] { return exchangedBodies().size() == 1; }));
+  EXPECT_EQ(exchangedBodies()[0], R"({"login_token":"after-crash"})");
+}
+
+// The whole road on a private desktop: a real key held down through the X server, speech played
+// into the virtual microphone, the upload, the reply, the paste and what is left behind.
+TEST(AppDictationTest, HeldKeyRecordsTheMicrophoneAndDeliversTheReply) {
+  const std::filesystem::path home = std::getenv("HOME");
+  const std::filesystem::path speech = home / "speech.wav";
+  ASSERT_EQ(std::system(("flite -t 'meet me at noon by the river' -o " + speech.string()).c_str()),
+            0);
+  std::filesystem::create_directories(home / ".config/murvel");
+  std::ofstream(home / ".config/murvel/com.murvel.mac.json")
+      << R"({"hotkey":"right_ctrl","cleanupMode":"off"})";
+  linux_platform::SecretKeychainBackend keychain;
+  Keychain::save(keychain, "e2e-key", Keychain::accessKeyAccount);
+
+  Server service(
+      [](const Server::Request& request) {
+        if (request.requestLine.starts_with("POST /api/transcribe")) {
+          return Server::Answer{200, R"({"text":"Meet me at noon by the river."})"};
+        }
+        return Server::Answer{200, ""};
+      },
+      MURVEL_TEST_SERVICE_PORT);
+  const std::string output = (home / "murvel.out").string();
+  MurvelProcess murvel({}, output);
+  // Launch has installed the hotkey once it has noted the version of its launch hint.
+  const auto settings = home / ".config/murvel/com.murvel.mac.json";
+  for (int i = 0; i < 1000; ++i) {
+    if (readWholeFile(settings).value_or("").find("lastLaunchHintVersion") != std::string::npos) {
+      break;
+    }
+    std::this_thread::sleep_for(10ms);
+  }
+  ASSERT_THAT(readWholeFile(settings).value_or(""), ::testing::HasSubstr("lastLaunchHintVersion"))
+      << "the app did not finish its launch";
+
+  ASSERT_EQ(std::system("xdotool keydown Control_R"), 0);
+  ASSERT_EQ(std::system(("paplay --device=vmic " + speech.string()).c_str()), 0);
+  ASSERT_EQ(std::system("xdotool keyup Control_R"), 0);
+
+  const std::filesystem::path history = home / ".local/share/Murvel/history.json";
+  for (int i = 0; i < 1000 && !readWholeFile(history); ++i) std::this_thread::sleep_for(10ms);
+  const auto saved = readWholeFile(history);
+  ASSERT_TRUE(saved) << "no dictation was delivered; the app wrote:\n"
+                     << readWholeFile(output).value_or("");
+  EXPECT_THAT(*saved, ::testing::HasSubstr(R"("text":"Meet me at noon by the river.")"));
+
+  std::vector<Server::Request> uploads;
+  for (const auto& request : service.requests()) {
+    if (request.requestLine.starts_with("POST /api/transcribe"))
+      uploads.push_back(request);
+  }
+  ASSERT_EQ(uploads.size(), 1u);
+  const std::string& wav = uploads[0].body;
+  ASSERT_GT(wav.size(), 16000u);  // more than half a second of 16 kHz mono audio
+  EXPECT_EQ(wav.substr(0, 4), "RIFF");
+  EXPECT_EQ(wav.substr(8, 4), "WAVE");
+  // The speech is in it: the samples are far from silent.
+  double energy = 0;
+  for (std::size_t i = 44; i + 1 < wav.size(); i += 2) {
+    const auto sample = static_cast<std::int16_t>(static_cast<unsigned char>(wav[i]) |
+                                                  (static_cast<unsigned char>(wav[i + 1]) << 8));
+    energy += static_cast<double>(sample) * sample;
+  }
+  EXPECT_GT(energy / static_cast<double>((wav.size() - 44) / 2), 1000.0);
+
+  for (int i = 0; i < 500; ++i) {
+    if (readWholeFile(output).value_or("").find("[paste_posted]") != std::string::npos)
+      break;
+    std::this_thread::sleep_for(10ms);
+  }
+  const std::string trace = readWholeFile(output).value_or("");
+  EXPECT_THAT(trace,
+              ::testing::ContainsRegex(R"(\[client_start\] audio_bytes=[0-9]+ cleanup_mode=off)"));
+  EXPECT_THAT(trace, ::testing::ContainsRegex(R"(\[client_response\] after_release_ms=)"));
+  EXPECT_THAT(trace, ::testing::ContainsRegex(R"(\[paste_posted\] .*text_chars=29)"));
+  murvel.signal(SIGTERM);
+  EXPECT_EQ(murvel.waitForExit(5s), 0);
+}
+
+}  // namespace
+}  // namespace murvel::testing
