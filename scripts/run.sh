@@ -1,0 +1,11 @@
+#!/usr/bin/env bash
+# Installs what Murvel needs, builds it, registers its murvel: links with the desktop and runs it.
+# Murvel talks to the transcription service at the address fixed into the build (by default the
+# local service on http://127.0.0.1:8787/api).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+./scripts/install-deps.sh
+cmake --preset default
+cmake --build --preset default --target murvel register-desktop-entry -j "$(nproc)"
+exec ./build/default/src/platform/linux/murvel "$@"
