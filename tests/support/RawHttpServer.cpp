@@ -40,7 +40,8 @@ RawHttpServer::RawHttpServer(Options options, Responder responder)
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   address.sin_port = htons(static_cast<std::uint16_t>(options_.port));
   const int reuse = 1;
-  if (listenFd_ >= 0) setsockopt(listenFd_, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse);
+  if (listenFd_ >= 0)
+    setsockopt(listenFd_, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse);
   socklen_t length = sizeof address;
   if (listenFd_ < 0 || stopFd_ < 0 ||
       bind(listenFd_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||

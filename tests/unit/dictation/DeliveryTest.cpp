@@ -1,5 +1,5 @@
-#include "fakes/AppHarness.h"
 #include "dictation/WordCount.h"
+#include "fakes/AppHarness.h"
 
 namespace murvel::testing {
 namespace {

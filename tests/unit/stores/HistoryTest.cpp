@@ -1,8 +1,8 @@
 #include <fstream>
 #include <thread>
 
-#include "fakes/AppHarness.h"
 #include "common/Files.h"
+#include "fakes/AppHarness.h"
 #include "stores/HistoryFile.h"
 
 namespace murvel::testing {
