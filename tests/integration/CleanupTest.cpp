@@ -31,6 +31,7 @@ struct ReportCase {
   std::string delivered;
   std::string subtitle;
   std::string reportedMode;
+  friend void PrintTo(const ReportCase& c, std::ostream* out) { *out << c.name; }
 };
 
 class CleanupReportTest : public ::testing::TestWithParam<ReportCase> {};
@@ -77,6 +78,7 @@ struct FallbackCase {
   std::string reply;  // empty: the cleanup endpoint is unreachable
   std::string delivered;
   bool failed;
+  friend void PrintTo(const FallbackCase& c, std::ostream* out) { *out << c.name; }
 };
 
 class CleanupFallbackTest : public ::testing::TestWithParam<FallbackCase> {};

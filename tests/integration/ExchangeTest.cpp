@@ -20,6 +20,7 @@ struct ReplyCase {
   std::string body;
   State shown;
   std::vector<std::string> trail;
+  friend void PrintTo(const ReplyCase& c, std::ostream* out) { *out << c.name; }
 };
 
 class ExchangeReplyTest : public ::testing::TestWithParam<ReplyCase> {};

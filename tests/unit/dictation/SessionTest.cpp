@@ -61,6 +61,7 @@ struct StatusCase {
   int status;
   std::string message;
   std::vector<std::string> opened;
+  friend void PrintTo(const StatusCase& c, std::ostream* out) { *out << "status " << c.status; }
 };
 
 class MicrophoneStatusTest : public SessionTest,

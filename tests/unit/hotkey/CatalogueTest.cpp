@@ -34,6 +34,9 @@ struct EventCase {
   std::uint16_t keyCode;
   std::uint64_t flags;
   std::optional<std::string> expected;
+  friend void PrintTo(const EventCase& c, std::ostream* out) {
+    *out << "type " << c.type << " key " << c.keyCode << " flags 0x" << std::hex << c.flags;
+  }
 };
 
 class CaptureLookupTest : public ::testing::TestWithParam<EventCase> {};

@@ -57,6 +57,7 @@ INSTANTIATE_TEST_SUITE_P(Keys, EveryHotkeyTest,
 struct Twin {
   std::string token;
   std::uint16_t left;
+  friend void PrintTo(const Twin& t, std::ostream* out) { *out << t.token; }
 };
 
 class LeftTwinTest : public MonitoringTest, public ::testing::WithParamInterface<Twin> {};

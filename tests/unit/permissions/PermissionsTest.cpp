@@ -65,6 +65,9 @@ struct PopupCase {
   // What the first button leads to: the settings link opened, or a microphone prompt.
   std::vector<std::string> openedByFirst;
   int promptsByFirst;
+  friend void PrintTo(const PopupCase& c, std::ostream* out) {
+    *out << "microphone " << c.microphone << (c.trusted ? ", trusted" : ", not trusted");
+  }
 };
 
 class PermissionsPopupTest : public PermissionsTest,
