@@ -1,7 +1,8 @@
 // Measures, over repeated recordings into one file, the time from record() to the first
 // captured audio reaching the recorder, the time record() and stop() hold the caller, and the
-// time makeRecorder() takes; each as median and worst. Every other run plays "Tink" right after
-// record(), as a press does, to show that the sound does not hold the capture back.
+// time authorizationStatus() and makeRecorder() take, as a press does them; each as median and
+// worst. Every other run plays "Tink" right after record(), as a press does, to show that the
+// sound does not hold the capture back.
 //
 // A real microphone delivers samples all the time. The test server's virtual one is the monitor
 // of a null sink, which renders two seconds ahead while nothing plays into it; so for the run a
@@ -26,6 +27,7 @@
 extern char** environ;
 
 #include "dictation/RecorderSettings.h"
+#include "platform/linux/audio/PulseAudioCaptureDevice.h"
 #include "platform/linux/audio/PulseAudioRecorder.h"
 #include "platform/linux/audio/PulseAudioRecorderFactory.h"
 #include "platform/linux/audio/PulseAudioSounds.h"
@@ -95,9 +97,11 @@ int main(int argc, char** argv) {
   }
   auto connection = std::make_shared<PulseConnection>();
   PulseAudioRecorderFactory factory(connection);
+  PulseAudioCaptureDevice captureDevice(connection);
   PulseAudioSounds sounds(connection);
   auto tink = sounds.soundNamed("Tink");
 
+  Series status{"authorizationStatus()", {}};
   Series make{"makeRecorder()", {}};
   Series record{"record() returns", {}};
   Series firstAudio{"record() to first audio", {}};
@@ -106,6 +110,8 @@ int main(int argc, char** argv) {
   int failures = 0;
 
   for (int run = -1; run < runs; ++run) {  // run -1 warms up and is not counted
+    const auto beforeStatus = Clock::now();
+    const int authorization = captureDevice.authorizationStatus();
     const auto beforeMake = Clock::now();
     auto made = factory.makeRecorder(file, murvelRecorderSettings());
     const auto afterMake = Clock::now();
@@ -127,10 +133,11 @@ int main(int argc, char** argv) {
     const auto first = recorder.firstAudioTime();
     if (run < 0)
       continue;
-    if (!started || !first) {
+    if (!started || !first || authorization != PulseAudioCaptureDevice::authorized) {
       ++failures;
       continue;
     }
+    status.values.push_back(millisecondsBetween(beforeStatus, beforeMake));
     make.values.push_back(millisecondsBetween(beforeMake, afterMake));
     record.values.push_back(millisecondsBetween(beforeRecord, afterRecord));
     (withTink ? firstAudioWithTink : firstAudio)
@@ -140,8 +147,9 @@ int main(int argc, char** argv) {
   std::filesystem::remove(file);
 
   std::printf("%d recordings of 150 ms, 20 ms fragments\n", runs);
-  for (auto* series : {&make, &record, &firstAudio, &firstAudioWithTink, &stop}) series->print();
+  for (auto* series : {&status, &make, &record, &firstAudio, &firstAudioWithTink, &stop})
+    series->print();
   if (failures > 0)
-    std::printf("%d recordings never received audio\n", failures);
+    std::printf("%d recordings never received audio or were not authorised\n", failures);
   return failures == 0 ? 0 : 1;
 }

@@ -99,10 +99,14 @@ if [ "$want_pulse" = 1 ]; then
   # A null sink that nothing plays into renders two seconds ahead and then sleeps, so a new
   # recording of its monitor would wait that long for its first sample; a real microphone does
   # not. A low-latency stream of silence keeps each sink in small steps, and one suspend and
-  # resume drops what it had rendered ahead.
+  # resume, once both streams play, drops what it had rendered ahead.
   for sink in vmic speakers; do
     pacat --playback --device="$sink" --latency-msec=20 --raw /dev/zero >/dev/null 2>&1 &
     pids+=($!)
+  done
+  for _ in $(seq 1 100); do
+    [ "$(pactl list short sink-inputs | wc -l)" -ge 2 ] && break
+    sleep 0.05
   done
   for sink in vmic speakers; do
     pactl suspend-sink "$sink" 1 && pactl suspend-sink "$sink" 0

@@ -1,18 +1,24 @@
 #pragma once
 
+#include <cstdint>
+#include <cstdlib>
 #include <filesystem>
-#include <optional>
+#include <functional>
+#include <memory>
 #include <string>
+#include <vector>
 
 namespace murvel::linux_platform::test {
 
-// Runs a shell command and returns its exit status.
-int run(const std::string& command);
+// Runs a shell command; 0 when it succeeded.
+inline int run(const std::string& command) {
+  return std::system(command.c_str());
+}
 
-// Runs a shell command and returns what it printed.
-std::string output(const std::string& command);
+// Whether `done` holds within a few seconds; only a guard against waiting for ever.
+bool eventually(const std::function<bool()>& done);
 
-// A fresh empty directory for one test.
+// A fresh empty directory for one test, inside the session's own, which goes with it.
 std::filesystem::path scratchDirectory();
 
 // A spoken sentence made with flite, as a WAV file in `directory`.
@@ -21,48 +27,31 @@ std::filesystem::path speak(const std::string& text, const std::filesystem::path
 // Plays a file into the virtual microphone and returns when it has been played.
 void playIntoMicrophone(const std::filesystem::path& file);
 
-// Stops the session's sound server and waits (a few seconds at most) until it is gone.
+// Stops the session's sound server, or starts one with the virtual microphone again; true once
+// that is done.
 bool stopSoundServer();
-
-// Starts a sound server like the session's again, with the virtual microphone as default source.
 bool startSoundServer();
 
-// Keeps a null sink of the private server rendering in small steps, as a real device does, for
-// the life of the object. Left alone, a null sink that nothing plays into renders two seconds
-// ahead and sleeps, so a new recording of its monitor, or a sound played into it, waits for up to
-// two seconds. A low-latency stream of silence holds it to small steps, and suspending and
-// resuming it once drops what it had rendered ahead.
-class ResponsiveSink {
- public:
-  explicit ResponsiveSink(const std::string& sink);
-  ~ResponsiveSink();
-  ResponsiveSink(const ResponsiveSink&) = delete;
-  ResponsiveSink& operator=(const ResponsiveSink&) = delete;
+// 16-bit mono PCM read back independently of the writer, from a file with the canonical 44-byte
+// header whose every size field is checked against the file; a test failure otherwise.
+struct Wav {
+  std::uint32_t sampleRate = 0;
+  std::vector<std::int16_t> samples;
 
- private:
-  int pid_ = -1;
+  double seconds() const { return sampleRate == 0 ? 0 : double(samples.size()) / sampleRate; }
+  double rms() const;
+  double energy() const { return rms() * rms() * seconds(); }
 };
-
-// Sets an environment variable for the life of the object.
-class ScopedEnvironment {
- public:
-  ScopedEnvironment(const char* name, const std::string& value);
-  ~ScopedEnvironment();
-  ScopedEnvironment(const ScopedEnvironment&) = delete;
-  ScopedEnvironment& operator=(const ScopedEnvironment&) = delete;
-
- private:
-  const char* name_;
-  std::optional<std::string> previous_;
-};
+Wav readWav(const std::filesystem::path& file);
 
 // Points the sound clients of this process at a socket where no server listens.
-class NoSoundServer {
- public:
-  NoSoundServer();
-
- private:
-  ScopedEnvironment server_;
+struct NoSoundServer {
+  NoSoundServer() { setenv("PULSE_SERVER", "unix:/nonexistent/murvel-test", 1); }
+  ~NoSoundServer() { unsetenv("PULSE_SERVER"); }
 };
+
+// Stops the session's sound server in its tracks until the handle goes: it keeps its connections
+// but answers nothing.
+std::shared_ptr<void> freezeServer();
 
 }  // namespace murvel::linux_platform::test

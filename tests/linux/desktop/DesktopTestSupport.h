@@ -1,12 +1,7 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <QDir>
 #include <QFile>
-#include <QStringList>
 #include <QTemporaryDir>
-#include <optional>
 #include <ostream>
 
 // Qt strings in test failures as text.
@@ -16,61 +11,39 @@ inline void PrintTo(const QString& text, std::ostream* out) {
 
 namespace murvel::linux_platform::testing {
 
-// Sets (or, with nothing, unsets) an environment variable for the life of the object.
-class ScopedEnv {
- public:
-  ScopedEnv(const char* name, std::optional<QByteArray> value)
-      : name_(name),
-        old_(qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name)) : std::nullopt) {
-    set(value);
-  }
-  ~ScopedEnv() { set(old_); }
-  ScopedEnv(const ScopedEnv&) = delete;
-  ScopedEnv& operator=(const ScopedEnv&) = delete;
+inline QString readFile(const QString& path) {
+  QFile file(path);
+  file.open(QIODevice::ReadOnly);
+  return QString::fromUtf8(file.readAll());
+}
 
- private:
-  void set(const std::optional<QByteArray>& value) {
-    if (value)
-      qputenv(name_, *value);
-    else
-      qunsetenv(name_);
+// Sets (or, with nullptr, unsets) an environment variable for the life of the object.
+struct ScopedEnv {
+  ScopedEnv(const char* name, const char* value) : name(name), old(qgetenv(name)) {
+    value ? qputenv(name, value) : qunsetenv(name);
   }
-  const char* name_;
-  std::optional<QByteArray> old_;
+  ~ScopedEnv() { old.isNull() ? qunsetenv(name) : qputenv(name, old); }
+  const char* name;
+  const QByteArray old;  // null when unset
 };
 
-// Shell scripts that stand in for desktop tools: put first in PATH, each appends
-// "<name> <arguments>" to a log, then runs what else it is given.
+// Stand-ins for desktop tools, first in PATH: each adds a line of its name and arguments to a
+// log, then runs `more`.
 class FakeTools {
  public:
-  FakeTools() : path_("PATH", dir_.path().toUtf8() + ":" + qgetenv("PATH")) {}
-
   void add(const QString& name, const QString& more = {}) {
     QFile script(dir_.filePath(name));
-    ASSERT_TRUE(script.open(QIODevice::WriteOnly));
-    script.write(QStringLiteral("#!/bin/sh\necho \"%1 $*\" >> '%2'\n%3\n")
-                     .arg(name, logPath(), more)
-                     .toUtf8());
-    script.close();
-    script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    script.open(QIODevice::WriteOnly);
+    script.write(
+        QStringLiteral("#!/bin/sh\necho %1 \"$@\" >> '%2'\n%3\n").arg(name, log(), more).toUtf8());
+    script.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
   }
-
-  QString logPath() const { return dir_.filePath("calls.log"); }
-
-  QStringList calls() const {
-    QFile log(logPath());
-    if (!log.open(QIODevice::ReadOnly))
-      return {};
-    QStringList lines;
-    for (const QString& line :
-         QString::fromUtf8(log.readAll()).split(QChar('\n'), Qt::SkipEmptyParts))
-      lines.push_back(line.trimmed());
-    return lines;
-  }
+  QString log() const { return dir_.filePath("calls.log"); }
+  QString calls() const { return readFile(log()); }
 
  private:
   QTemporaryDir dir_;
-  ScopedEnv path_;
+  ScopedEnv path_{"PATH", (dir_.path() + ":" + qgetenv("PATH")).toUtf8().constData()};
 };
 
 }  // namespace murvel::linux_platform::testing

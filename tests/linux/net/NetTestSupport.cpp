@@ -8,14 +8,16 @@
 
 namespace murvel::test {
 
-TaskCompletion CompletionLog::record() {
-  return [this](std::optional<std::string> data, std::optional<HttpResponse> response,
-                std::optional<PlatformError> error) {
+TaskCompletion CompletionLog::record(int tag, std::function<void()> then) {
+  return [this, tag, then](std::optional<std::string> data, std::optional<HttpResponse> response,
+                           std::optional<PlatformError> error) {
     // Notified under the lock: the waiter may destroy the log as soon as it sees the outcome.
     std::lock_guard lock(mutex_);
     outcomes_.push_back(
-        {std::move(data), std::move(response), std::move(error), std::this_thread::get_id()});
+        {std::move(data), std::move(response), std::move(error), std::this_thread::get_id(), tag});
     changed_.notify_all();
+    if (then)
+      then();
   };
 }
 
@@ -25,63 +27,61 @@ std::vector<Outcome> CompletionLog::waitFor(std::size_t count) const {
   return outcomes_;
 }
 
-std::vector<Outcome> CompletionLog::outcomes() const {
-  std::lock_guard lock(mutex_);
-  return outcomes_;
+Outcome CompletionLog::run(const std::shared_ptr<UrlSessionTask>& task) {
+  const size_t before = outcomes().size();
+  task->resume();
+  const std::vector<Outcome> all = waitFor(before + 1);
+  EXPECT_EQ(all.size(), before + 1);
+  return all.size() > before ? all[before] : Outcome{};
 }
 
-UrlRequest makeRequest(std::string url, std::string method, HttpHeaders headers) {
-  UrlRequest request;
-  request.url = std::move(url);
-  request.httpMethod = std::move(method);
-  for (auto& [field, value] : headers) request.setValue(std::move(value), field);
-  return request;
+UrlRequest makeRequest(std::string url, std::string method, HttpHeaders headers,
+                       std::optional<std::string> body) {
+  return {.url = std::move(url),
+          .httpMethod = std::move(method),
+          .headers = std::move(headers),
+          .httpBody = std::move(body)};
 }
 
-TemporaryDirectory::TemporaryDirectory() {
+UrlSessionConfiguration configuration(double requestTimeout, double resourceTimeout) {
+  return {.httpMaximumConnectionsPerHost = 2,
+          .timeoutIntervalForRequest = requestTimeout,
+          .timeoutIntervalForResource = resourceTimeout};
+}
+
+void expectError(const Outcome& outcome, linux_platform::UrlErrorCode code,
+                 const std::string& sentence) {
+  ASSERT_TRUE(outcome.error);
+  EXPECT_EQ(outcome.error->domain, linux_platform::urlErrorDomain);
+  EXPECT_EQ(outcome.error->code, static_cast<long>(code));
+  EXPECT_EQ(outcome.error->localizedDescription, sentence);
+  EXPECT_FALSE(outcome.data);
+  EXPECT_FALSE(outcome.response);
+}
+
+std::string patternBytes(std::size_t size, unsigned seed) {
+  std::mt19937 generator(seed);
+  std::string bytes(size, '\0');
+  for (char& c : bytes) c = static_cast<char>(generator());
+  return bytes;
+}
+
+NetTest::NetTest() {
   std::string pattern = (std::filesystem::temp_directory_path() / "murvel-net-XXXXXX").string();
   if (!mkdtemp(pattern.data()))
     throw std::runtime_error("no temporary directory");
-  path_ = pattern;
+  directory = pattern;
 }
 
-TemporaryDirectory::~TemporaryDirectory() {
+NetTest::~NetTest() {
   std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
+  std::filesystem::remove_all(directory, ignored);
 }
 
-std::pair<std::filesystem::path, std::string> TemporaryDirectory::writeFile(
-    const std::string& name, std::size_t size) const {
-  std::mt19937 generator(static_cast<std::mt19937::result_type>(size));
-  std::uniform_int_distribution<int> byte(0, 255);
-  std::string bytes(size, '\0');
-  for (char& c : bytes) c = static_cast<char>(byte(generator));
-  const std::filesystem::path file = path_ / name;
-  std::ofstream(file, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(size));
-  return {file, bytes};
-}
-
-LibraryServer::LibraryServer() {
-  port_ = server_.bind_to_any_port("127.0.0.1");
-  if (port_ <= 0)
-    throw std::runtime_error("the loopback test server could not listen");
-}
-
-LibraryServer::~LibraryServer() {
-  server_.stop();
-  if (thread_.joinable())
-    thread_.join();
-}
-
-void LibraryServer::start() {
-  // The socket already listens, so a client may connect before the thread gets going.
-  thread_ = std::thread([this] { server_.listen_after_bind(); });
-  // stop() only reaches a server that has begun to run.
-  while (!server_.is_running()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-}
-
-std::string LibraryServer::url(const std::string& path) const {
-  return "http://127.0.0.1:" + std::to_string(port_) + path;
+std::filesystem::path NetTest::writeFile(const std::string& name, const std::string& bytes) const {
+  const std::filesystem::path file = directory / name;
+  std::ofstream(file, std::ios::binary).write(bytes.data(), std::streamsize(bytes.size()));
+  return file;
 }
 
 }  // namespace murvel::test

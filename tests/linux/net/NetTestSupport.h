@@ -1,37 +1,41 @@
 #pragma once
 
-#include <httplib.h>
+#include <gtest/gtest.h>
 
 #include <condition_variable>
-#include <cstddef>
 #include <filesystem>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "platform/UrlSession.h"
+#include "platform/linux/net/CurlUrlSessions.h"
+#include "platform/linux/net/UrlErrors.h"
 
 namespace murvel::test {
 
-// What one completion received, and on which thread.
+// What one completion received, on which thread, and the tag its task was given.
 struct Outcome {
   std::optional<std::string> data;
   std::optional<HttpResponse> response;
   std::optional<PlatformError> error;
   std::thread::id thread;
+  int tag = 0;
 };
 
 // Collects completions from any thread. Declare it before the session, so that it outlives
 // any completion that comes late.
 class CompletionLog {
  public:
-  TaskCompletion record();
-  // Waits until `count` completions have come, or a generous deadline passes, and returns all
-  // that came.
+  // `then` runs after the outcome is in, before a waiter can see it.
+  TaskCompletion record(int tag = 0, std::function<void()> then = {});
+  // Waits until `count` completions have come, or a generous deadline passes; returns all so far.
   std::vector<Outcome> waitFor(std::size_t count) const;
-  std::vector<Outcome> outcomes() const;
+  std::vector<Outcome> outcomes() const { return waitFor(0); }
+  // Resumes `task` and returns what its completion got (which must be the next to come).
+  Outcome run(const std::shared_ptr<UrlSessionTask>& task);
 
  private:
   mutable std::mutex mutex_;
@@ -39,43 +43,28 @@ class CompletionLog {
   std::vector<Outcome> outcomes_;
 };
 
-UrlRequest makeRequest(std::string url, std::string method, HttpHeaders headers = {});
+UrlRequest makeRequest(std::string url, std::string method, HttpHeaders headers = {},
+                       std::optional<std::string> body = std::nullopt);
+UrlSessionConfiguration configuration(double requestTimeout = 30.0,
+                                      double resourceTimeout = 7 * 86400.0);
+void expectError(const Outcome& outcome, linux_platform::UrlErrorCode code,
+                 const std::string& sentence);
+// `size` bytes of a pseudo-random pattern that `seed` picks.
+std::string patternBytes(std::size_t size, unsigned seed = 1);
 
-// A private directory under the system's temporary directory, removed with everything in it.
-class TemporaryDirectory {
- public:
-  TemporaryDirectory();
-  ~TemporaryDirectory();
-  TemporaryDirectory(const TemporaryDirectory&) = delete;
-  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+// The log, a session with two connections per host that a test may replace, and a private
+// directory for files to upload.
+class NetTest : public ::testing::Test {
+ protected:
+  NetTest();
+  ~NetTest() override;
+  // Writes `bytes` to a new file of that name in the directory.
+  std::filesystem::path writeFile(const std::string& name, const std::string& bytes) const;
 
-  const std::filesystem::path& path() const { return path_; }
-  // Writes `size` bytes of a fixed pseudo-random pattern to a new file and returns its path and
-  // the bytes.
-  std::pair<std::filesystem::path, std::string> writeFile(const std::string& name,
-                                                          std::size_t size) const;
-
- private:
-  std::filesystem::path path_;
-};
-
-// A cpp-httplib server on a free loopback port, serving from its own thread.
-class LibraryServer {
- public:
-  LibraryServer();
-  ~LibraryServer();
-  LibraryServer(const LibraryServer&) = delete;
-  LibraryServer& operator=(const LibraryServer&) = delete;
-
-  // Routes must be added before start().
-  httplib::Server& server() { return server_; }
-  void start();
-  std::string url(const std::string& path) const;
-
- private:
-  httplib::Server server_;
-  int port_ = 0;
-  std::thread thread_;
+  std::filesystem::path directory;
+  CompletionLog log;
+  linux_platform::CurlUrlSessions sessions;
+  std::shared_ptr<UrlSession> session = sessions.sessionWithConfiguration(configuration());
 };
 
 }  // namespace murvel::test

@@ -1,205 +1,185 @@
 #include "platform/linux/stores/SecretKeychainBackend.h"
 
 #include <gtest/gtest.h>
+#include <libsecret/secret.h>
 #include <stdlib.h>
 #include <unistd.h>
 
-#include <cstdint>
 #include <cstdio>
-#include <filesystem>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
-
-#include "KeyringControl.h"
 
 namespace murvel::linux_platform {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
+using Loaded = std::pair<KeychainStatus, std::optional<Bytes>>;
 
 constexpr char kService[] = "com.murvel.mac";
+const Loaded notFound{errSecItemNotFound, std::nullopt};
 
 Bytes bytesOf(std::string_view text) {
   return Bytes(text.begin(), text.end());
 }
+Loaded found(std::string_view text) {
+  return {errSecSuccess, bytesOf(text)};
+}
 
-// The three query shapes of the keychain's callers: save, load and delete.
-KeychainQuery deleteQuery(const std::string& service, const std::string& account) {
+// Another program's schema; it also matches items of any schema name.
+const SecretSchema otherTool = [] {
+  SecretSchema schema{};
+  schema.name = "org.example.OtherTool";
+  schema.flags = SECRET_SCHEMA_DONT_MATCH_NAME;
+  schema.attributes[0] = {"service", SECRET_SCHEMA_ATTRIBUTE_STRING};
+  schema.attributes[1] = {"account", SECRET_SCHEMA_ATTRIBUTE_STRING};
+  return schema;
+}();
+
+KeychainQuery queryFor(const std::string& account, const std::string& service = kService) {
   KeychainQuery query;
   query.service = service;
   query.account = account;
   return query;
 }
-KeychainQuery saveQuery(const std::string& service, const std::string& account,
-                        const Bytes& value) {
-  KeychainQuery query = deleteQuery(service, account);
-  query.valueData = value;
-  return query;
+
+// The items of our service and this account in the keyring, locked or not; -1 on failure.
+int countItems(const std::string& account) {
+  GError* error = nullptr;
+  GList* items =
+      secret_password_search_sync(&otherTool, SECRET_SEARCH_ALL, nullptr, &error, "service",
+                                  kService, "account", account.c_str(), nullptr);
+  const int count = error ? -1 : static_cast<int>(g_list_length(items));
+  g_list_free_full(items, g_object_unref);
+  g_clear_error(&error);
+  return count;
 }
-KeychainQuery loadQuery(const std::string& service, const std::string& account) {
-  KeychainQuery query = deleteQuery(service, account);
-  query.returnData = true;
-  query.matchLimitOne = true;
-  return query;
+
+bool lockKeyring() {
+  SecretService* service = secret_service_get_sync(SECRET_SERVICE_NONE, nullptr, nullptr);
+  SecretCollection* collection = secret_collection_for_alias_sync(
+      service, SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE, nullptr, nullptr);
+  GList objects{collection, nullptr, nullptr};
+  const bool locked =
+      collection && secret_service_lock_sync(service, &objects, nullptr, nullptr, nullptr) == 1;
+  g_clear_object(&collection);
+  g_clear_object(&service);
+  return locked;
 }
 
 class SecretKeychainBackendTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    // An account of its own per test, so that tests sharing one keyring stay apart.
-    account_ = ::testing::UnitTest::GetInstance()->current_test_info()->name();
-  }
-
   // What the keychain's save does: delete with the full query, then add.
-  void save(const std::string& account, const Bytes& value, const std::string& service = kService) {
-    const KeychainQuery query = saveQuery(service, account, value);
+  KeychainStatus save(const std::string& account, std::string_view value,
+                      const std::string& service = kService) {
+    KeychainQuery query = queryFor(account, service);
+    query.valueData = bytesOf(value);
     backend_.itemDelete(query);
-    ASSERT_EQ(backend_.itemAdd(query), errSecSuccess);
+    return backend_.itemAdd(query);
   }
-
-  std::optional<Bytes> load(const std::string& account, const std::string& service = kService) {
-    std::optional<Bytes> result = Bytes{0xde, 0xad};
-    const KeychainStatus status = backend_.itemCopyMatching(loadQuery(service, account), result);
-    EXPECT_TRUE(status == errSecSuccess || status == errSecItemNotFound) << status;
-    EXPECT_EQ(status == errSecSuccess, result.has_value());
-    return result;
+  Loaded load(const std::string& account, const std::string& service = kService) {
+    std::optional<Bytes> data = Bytes{0xde, 0xad};  // must be cleared unless found
+    KeychainQuery query = queryFor(account, service);
+    query.returnData = query.matchLimitOne = true;
+    const KeychainStatus status = backend_.itemCopyMatching(query, data);
+    return {status, data};
+  }
+  KeychainStatus remove(const std::string& account) {
+    return backend_.itemDelete(queryFor(account));
   }
 
   SecretKeychainBackend backend_;
-  std::string account_;
 };
 
 TEST_F(SecretKeychainBackendTest, NothingStoredLoadsAndDeletesAsNotFound) {
-  std::optional<Bytes> result = Bytes{1};
-  EXPECT_EQ(backend_.itemCopyMatching(loadQuery(kService, account_), result), errSecItemNotFound);
-  EXPECT_FALSE(result);
-  EXPECT_EQ(backend_.itemDelete(deleteQuery(kService, account_)), errSecItemNotFound);
+  EXPECT_EQ(load("user"), notFound);
+  EXPECT_EQ(remove("user"), errSecItemNotFound);
 }
 
 TEST_F(SecretKeychainBackendTest, SavingAgainLeavesOneItemWithTheLatestValue) {
-  save(account_, bytesOf("first-key"));
-  save(account_, bytesOf("second-key"));
-  EXPECT_EQ(load(account_), bytesOf("second-key"));
-  EXPECT_EQ(testing::countItems(kService, account_), 1);
-
-  EXPECT_EQ(backend_.itemDelete(deleteQuery(kService, account_)), errSecSuccess);
-  EXPECT_EQ(load(account_), std::nullopt);
-  EXPECT_EQ(testing::countItems(kService, account_), 0);
+  ASSERT_EQ(save("user", "first-key"), errSecSuccess);
+  ASSERT_EQ(save("user", "second-key"), errSecSuccess);
+  EXPECT_EQ(load("user"), found("second-key"));
+  EXPECT_EQ(countItems("user"), 1);
+  EXPECT_EQ(remove("user"), errSecSuccess);
+  EXPECT_EQ(load("user"), notFound);
 }
 
 TEST_F(SecretKeychainBackendTest, DataRoundTripsByteForByte) {
-  const Bytes values[] = {
-      {},                                   // empty stays empty, not absent
-      {0xff, 0xfe, 0x00, 'z', 0x80, 0xc3},  // not UTF-8, with a NUL inside
-      bytesOf("Grüße, ключ 🔑"),             // non-ASCII text
-      bytesOf(std::string(4096, 'k')),      // longer than any access key
-  };
-  for (const Bytes& value : values) {
-    SCOPED_TRACE(::testing::PrintToString(value));
-    save(account_, value);
-    EXPECT_EQ(load(account_), value);
+  using namespace std::string_view_literals;
+  for (std::string_view value : {""sv, "\xff\xfe\0z\x80\xc3"sv, "Grüße, ключ 🔑"sv}) {
+    SCOPED_TRACE(::testing::PrintToString(bytesOf(value)));
+    ASSERT_EQ(save("user", value), errSecSuccess);
+    EXPECT_EQ(load("user"), found(value));  // empty data stays empty, not absent
   }
 }
 
-TEST_F(SecretKeychainBackendTest, QueriesWithoutReturnDataFindTheItemWithoutData) {
-  save(account_, bytesOf("key"));
-  std::optional<Bytes> result;
-  EXPECT_EQ(backend_.itemCopyMatching(deleteQuery(kService, account_), result), errSecSuccess);
-  EXPECT_FALSE(result);
-}
-
 TEST_F(SecretKeychainBackendTest, OtherAccountsAndServicesAreUntouched) {
-  const std::string other = account_ + "-other";
-  save(account_, bytesOf("mine"));
-  save(other, bytesOf("other account"));
-  save(account_, bytesOf("other service"), "org.example.elsewhere");
-
-  EXPECT_EQ(backend_.itemDelete(deleteQuery(kService, account_)), errSecSuccess);
-  EXPECT_EQ(load(account_), std::nullopt);
-  EXPECT_EQ(load(other), bytesOf("other account"));
-  EXPECT_EQ(load(account_, "org.example.elsewhere"), bytesOf("other service"));
-
-  save(other, bytesOf("replaced"));
-  EXPECT_EQ(load(account_, "org.example.elsewhere"), bytesOf("other service"));
+  save("user", "mine");
+  save("other", "other account");
+  save("user", "other service", "org.example.elsewhere");
+  EXPECT_EQ(remove("user"), errSecSuccess);
+  EXPECT_EQ(load("user"), notFound);
+  EXPECT_EQ(load("other"), found("other account"));
+  EXPECT_EQ(load("user", "org.example.elsewhere"), found("other service"));
 }
 
-TEST_F(SecretKeychainBackendTest, ItemsAreFoundByServiceAndAccountAlone) {
-  ASSERT_TRUE(testing::storeForeignItem(kService, account_, "from another tool"));
-  EXPECT_EQ(load(account_), bytesOf("from another tool"));
-
-  // A save leaves exactly one item, even where another tool had stored one.
-  save(account_, bytesOf("ours"));
-  EXPECT_EQ(testing::countItems(kService, account_), 1);
-  EXPECT_EQ(load(account_), bytesOf("ours"));
-
-  ASSERT_TRUE(testing::storeForeignItem(kService, account_, "again"));
-  EXPECT_EQ(testing::countItems(kService, account_), 2);
-  EXPECT_EQ(backend_.itemDelete(deleteQuery(kService, account_)), errSecSuccess);
-  EXPECT_EQ(testing::countItems(kService, account_), 0);
+TEST_F(SecretKeychainBackendTest, ItemsOfAnotherProgramAreFoundAndReplaced) {
+  ASSERT_TRUE(secret_password_store_sync(&otherTool, SECRET_COLLECTION_DEFAULT, "other tool",
+                                         "theirs", nullptr, nullptr, "service", kService, "account",
+                                         "user", nullptr));
+  EXPECT_EQ(load("user"), found("theirs"));
+  ASSERT_EQ(save("user", "ours"), errSecSuccess);
+  EXPECT_EQ(countItems("user"), 1);
+  EXPECT_EQ(load("user"), found("ours"));
 }
 
 TEST_F(SecretKeychainBackendTest, ALockedKeyringFailsInsteadOfLookingEmpty) {
-  save(account_, bytesOf("kept"));
-  ASSERT_TRUE(testing::lockDefaultCollection());
-
-  // The backend never asks to unlock, so the keyring stays locked and nothing is touched.
-  std::optional<Bytes> result;
-  EXPECT_EQ(backend_.itemCopyMatching(loadQuery(kService, account_), result),
-            errSecInteractionNotAllowed);
-  EXPECT_FALSE(result);
-  EXPECT_EQ(backend_.itemDelete(deleteQuery(kService, account_)), errSecInteractionNotAllowed);
-  EXPECT_EQ(backend_.itemAdd(saveQuery(kService, account_, bytesOf("new"))),
-            errSecInteractionNotAllowed);
-
-  ASSERT_TRUE(testing::unlockDefaultCollection());
-  EXPECT_EQ(load(account_), bytesOf("kept"));
+  ASSERT_EQ(save("user", "kept"), errSecSuccess);
+  ASSERT_TRUE(lockKeyring());
+  alarm(20);  // an unlock prompt waited for would end the test here
+  EXPECT_EQ(load("user"), (Loaded{errSecInteractionNotAllowed, std::nullopt}));
+  EXPECT_EQ(remove("user"), errSecInteractionNotAllowed);
+  EXPECT_EQ(save("user", "new"), errSecInteractionNotAllowed);
+  alarm(0);
+  EXPECT_EQ(countItems("user"), 1);
 }
 
 TEST_F(SecretKeychainBackendTest, NamesThatAreNotUtf8AreRejected) {
-  std::optional<Bytes> result;
-  const std::string bad = "acc\xff";
-  EXPECT_EQ(backend_.itemAdd(saveQuery(kService, bad, bytesOf("x"))), errSecParam);
-  EXPECT_EQ(backend_.itemCopyMatching(loadQuery(kService, bad), result), errSecParam);
-  EXPECT_EQ(backend_.itemDelete(deleteQuery(std::string("svc\0x", 5), account_)), errSecParam);
+  EXPECT_EQ(save("acc\xff", "x"), errSecParam);
+  EXPECT_EQ(load("acc\xff"), (Loaded{errSecParam, std::nullopt}));
 }
 
-// Without a reachable session bus every call fails with its own status, in a child process
-// whose bus settings are its own. The alarm is the deadline: a call that waits for a D-Bus
-// timeout (25 s) or forever ends the child by SIGALRM, and the test fails.
+// In a child process whose bus settings are its own. A call that waits for the D-Bus timeout
+// (25 s) or forever ends the child by SIGALRM, and the test fails.
 [[noreturn]] void callWithSessionBus(const char* address) {
   alarm(20);
   if (address)
     setenv("DBUS_SESSION_BUS_ADDRESS", address, 1);
   else
     unsetenv("DBUS_SESSION_BUS_ADDRESS");
-  unsetenv("DISPLAY");  // no bus started through X11 autolaunch
-  std::string runtime = (std::filesystem::temp_directory_path() / "murvel-nobus.XXXXXX").string();
-  if (mkdtemp(runtime.data()))
-    setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1);  // no bus socket there either
-
+  unsetenv("DISPLAY");                           // no bus started through X11 autolaunch
+  setenv("XDG_RUNTIME_DIR", "/nonexistent", 1);  // no bus socket there either
   SecretKeychainBackend backend;
-  std::optional<Bytes> result;
-  const int deleted = backend.itemDelete(deleteQuery(kService, "nobus"));
-  const int added = backend.itemAdd(saveQuery(kService, "nobus", bytesOf("key")));
-  const int copied = backend.itemCopyMatching(loadQuery(kService, "nobus"), result);
+  KeychainQuery query = queryFor("user");
+  query.valueData = Bytes{1};
+  std::optional<Bytes> data;
+  const int deleted = backend.itemDelete(query);
+  const int added = backend.itemAdd(query);
+  const int copied = backend.itemCopyMatching(query, data);
   std::fprintf(stderr, "delete=%d add=%d copy=%d data=%d\n", deleted, added, copied,
-               result.has_value());
+               data.has_value());
   std::fflush(stderr);
-  rmdir(runtime.c_str());
   std::_Exit(0);
 }
 
-TEST(SecretKeychainBackendDeathTest, ADeadBusAddressFailsAtOnce) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");  // a fresh process, no bus connection yet
-  EXPECT_EXIT(callWithSessionBus("unix:path=/nonexistent/murvel/bus"), ::testing::ExitedWithCode(0),
-              "delete=-25291 add=-25291 copy=-25291 data=0");
-}
-
 TEST(SecretKeychainBackendDeathTest, NoSessionBusFailsAtOnce) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_EXIT(callWithSessionBus(nullptr), ::testing::ExitedWithCode(0),
-              "delete=-25291 add=-25291 copy=-25291 data=0");
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // a fresh process, no bus connection yet
+  for (const char* address : {static_cast<const char*>(nullptr), "unix:path=/nonexistent/bus"}) {
+    EXPECT_EXIT(callWithSessionBus(address), ::testing::ExitedWithCode(0),
+                "delete=-25291 add=-25291 copy=-25291 data=0");
+  }
 }
 
 }  // namespace

@@ -1,19 +1,8 @@
 #include "platform/linux/audio/PulseAudioCaptureDevice.h"
 
-#include <chrono>
 #include <utility>
 
 namespace murvel::linux_platform {
-
-namespace {
-
-using namespace std::chrono_literals;
-
-// The status is read on the main thread at every press: a server that does not answer in this
-// time is treated as absent.
-constexpr auto statusTimeout = 250ms;
-
-}  // namespace
 
 PulseAudioCaptureDevice::PulseAudioCaptureDevice()
     : PulseAudioCaptureDevice(std::make_shared<PulseConnection>()) {}
@@ -22,7 +11,8 @@ PulseAudioCaptureDevice::PulseAudioCaptureDevice(std::shared_ptr<PulseConnection
     : connection_(std::move(connection)) {}
 
 int PulseAudioCaptureDevice::authorizationStatus() {
-  const auto state = connection_->defaultSourceState(statusTimeout);
+  // Read on the main thread at every press: never a round trip to the server.
+  const auto state = connection_->knownSourceState();
   return state == PulseConnection::SourceState::available ? authorized : unavailable;
 }
 

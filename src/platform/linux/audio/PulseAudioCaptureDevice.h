@@ -9,7 +9,8 @@ namespace murvel::linux_platform {
 
 // This desktop has no per-application microphone permission: the microphone counts as
 // authorised (3) whenever the sound server has a default source, and as unavailable (-1) when
-// no server or no source can be reached. Every question goes to the server when asked.
+// no server or no source can be reached. The answer is what the shared connection last heard
+// from the server, which it keeps current by itself, so asking never waits for the server.
 class PulseAudioCaptureDevice final : public CaptureDevice {
  public:
   static constexpr int authorized = 3;
@@ -18,7 +19,7 @@ class PulseAudioCaptureDevice final : public CaptureDevice {
   PulseAudioCaptureDevice();
   explicit PulseAudioCaptureDevice(std::shared_ptr<PulseConnection> connection);
 
-  // Answers within a fraction of a second even when the server is stuck.
+  // Answers at once, even when the server is stuck.
   int authorizationStatus() override;
   // There is nobody to ask: calls `handler` before returning, with whether a source is there.
   void requestAccess(std::function<void(bool granted)> handler) override;

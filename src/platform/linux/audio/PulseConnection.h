@@ -2,7 +2,9 @@
 
 #include <pulse/pulseaudio.h>
 
+#include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -11,6 +13,9 @@ namespace murvel::linux_platform {
 // One connection to the sound server with its own event thread, shared by the recorder, the
 // microphone status and the sounds, so that none of them pays for connecting when it is used.
 // It starts connecting when made and connects again on demand after the server went away.
+//
+// The event thread also follows the server's sources and default source, so that whether there
+// is a microphone can be answered at once, without a round trip (knownSourceState).
 //
 // Every call on the context or its streams needs the event thread's lock (Lock), and every
 // libpulse callback runs on the event thread with that lock held.
@@ -56,6 +61,15 @@ class PulseConnection {
   // answers within about `timeout`.
   SourceState defaultSourceState(std::chrono::milliseconds timeout);
 
+  // The same question answered at once from what the event thread last heard, without the lock
+  // and without a round trip; any thread. The event thread refreshes it when it connects and on
+  // every change the server reports to its sources or its default source. Between connecting and
+  // the server's first answer about its sources (a millisecond on a local server) a connected
+  // server counts as having a source: the recorder still asks before it records. While no
+  // connection is up or being made this is noServer, and the event thread is asked to connect
+  // again without waiting for it, so that a server that came back is seen shortly after.
+  SourceState knownSourceState();
+
   static pa_usec_t deadlineAfter(std::chrono::milliseconds timeout);
 
   // With the lock held: lets go of a stream whose callbacks were cleared. It is disconnected now,
@@ -64,12 +78,29 @@ class PulseConnection {
   static void release(pa_stream* stream);
 
  private:
+  // What the event thread knows of the server, in the order a connection goes through: from
+  // `unanswered` on, the connection is up.
+  enum class Watch : std::uint8_t { down, connecting, unanswered, available, noSource };
+
   void startConnecting();
   void dropContext();
+  void askForDefaultSource(pa_context* context);
+  void wakeEventThread();
+
+  static void onContextState(pa_context* context, void* self);
+  static void onServerEvent(pa_context* context, pa_subscription_event_type_t event, std::uint32_t,
+                            void* self);
+  static void onDefaultSource(pa_context* context, const pa_source_info* info, int last,
+                              void* self);
+  static void onWake(pa_mainloop_api*, pa_io_event*, int fd, pa_io_event_flags_t, void* self);
 
   std::string applicationName_;
   pa_threaded_mainloop* loop_ = nullptr;
   pa_context* context_ = nullptr;
+  std::atomic<Watch> watched_{Watch::down};
+  // Written by any thread to have the event thread connect again; read there.
+  int wakeFd_ = -1;
+  pa_io_event* wake_ = nullptr;
 };
 
 }  // namespace murvel::linux_platform

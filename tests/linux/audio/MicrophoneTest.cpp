@@ -1,0 +1,169 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <thread>
+
+#include "AudioTestSupport.h"
+#include "dictation/RecorderSettings.h"
+#include "platform/linux/audio/AudioErrors.h"
+#include "platform/linux/audio/PulseAudioCaptureDevice.h"
+#include "platform/linux/audio/PulseAudioRecorderFactory.h"
+#include "platform/linux/audio/PulseAudioSounds.h"
+
+namespace murvel::linux_platform::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+std::string contents(const std::filesystem::path& file) {
+  std::ifstream in(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+bool unavailable(CaptureDevice& microphone) {
+  const int status = microphone.authorizationStatus();
+  return status < 0 || status > 3;
+}
+
+// The handler's answer, checked to come exactly once and before requestAccess() returns.
+std::optional<bool> requestedAccess(CaptureDevice& microphone) {
+  int calls = 0;
+  std::optional<bool> answer;
+  microphone.requestAccess([&](bool granted) { answer = (++calls, granted); });
+  EXPECT_EQ(calls, 1);
+  return answer;
+}
+
+// The recorder and the microphone status over one connection, as the application has them.
+class MicrophoneTest : public ::testing::Test {
+ protected:
+  std::unique_ptr<AudioRecorder> recorder() {
+    auto made = factory_.makeRecorder(file_, murvelRecorderSettings());
+    EXPECT_TRUE(made.ok()) << (made.ok() ? "" : made.error().localizedDescription);
+    return made.ok() ? std::move(made.value()) : nullptr;
+  }
+
+  PlatformError refusal() {
+    auto made = factory_.makeRecorder(file_, murvelRecorderSettings());
+    return made.ok() ? PlatformError{} : made.error();
+  }
+
+  std::filesystem::path directory_ = scratchDirectory();
+  std::filesystem::path file_ = directory_ / "murvel_recording.wav";
+  std::shared_ptr<PulseConnection> connection_ = std::make_shared<PulseConnection>();
+  PulseAudioRecorderFactory factory_{connection_};
+  PulseAudioCaptureDevice microphone_{connection_};
+};
+
+TEST_F(MicrophoneTest, RecordsAllOfWhatItHears) {
+  const auto speech = speak("Hello, this is a dictation test.", directory_);
+  PulseAudioSounds sounds(connection_);
+  const auto start = std::chrono::steady_clock::now();
+  auto taking = recorder();
+  ASSERT_TRUE(taking && taking->record());
+  sounds.soundNamed("Tink")->play();  // as at a real press: the sound must not get in the way
+  playIntoMicrophone(speech);
+  std::this_thread::sleep_for(300ms);
+  const std::chrono::duration<double> untilStop = std::chrono::steady_clock::now() - start;
+  taking->stop();
+  const std::chrono::duration<double> untilStopped = std::chrono::steady_clock::now() - start;
+
+  const Wav wav = readWav(file_), original = readWav(speech);
+  EXPECT_EQ(wav.sampleRate, 16000u);
+  // Everything from record() to stop() is in the file, give or take what was still in flight.
+  EXPECT_GT(wav.seconds(), untilStop.count() - 0.15);
+  EXPECT_LT(wav.seconds(), untilStopped.count() + 0.05);
+  // Neither the first nor the last word is lost: the speech's energy arrived whole.
+  EXPECT_NEAR(wav.energy() / original.energy(), 1.0, 0.1);
+}
+
+TEST_F(MicrophoneTest, ANewRecordingReplacesTheFileWhileReadersKeepTheOldOne) {
+  const auto speech = speak("The first take is the longer one.", directory_);
+  auto first = recorder();
+  ASSERT_TRUE(first && first->record());
+  playIntoMicrophone(speech);
+  first->stop();
+  const auto firstTake = contents(file_);
+  ASSERT_GT(readWav(file_).rms(), 300.0);
+
+  // An upload still reading the first take when the next press comes.
+  std::ifstream upload(file_, std::ios::binary);
+  auto second = recorder();
+  ASSERT_TRUE(second && second->record());
+  std::this_thread::sleep_for(200ms);
+  second.reset();  // dropped while recording: the file must still be complete
+
+  const Wav replaced = readWav(file_);
+  EXPECT_GT(replaced.seconds(), 0.1);
+  EXPECT_EQ(replaced.rms(), 0.0) << "the second take should hold only silence";
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(upload), {}), firstTake);
+}
+
+TEST_F(MicrophoneTest, StopRightAfterRecordLeavesACompleteFileAndNoCaptureBehind) {
+  for (int round = 0; round < 3; ++round) {
+    auto taking = recorder();
+    ASSERT_TRUE(taking && taking->record());
+    taking->stop();
+    EXPECT_LT(readWav(file_).seconds(), 0.5);
+  }
+  // The server may still be making the last stream when stop() returns; it must end it then.
+  EXPECT_TRUE(eventually([] { return run("pactl list source-outputs | grep -q Dictation") != 0; }))
+      << "the microphone was left open";
+}
+
+TEST_F(MicrophoneTest, TheStatusFollowsTheSourceWithoutAskingTheServer) {
+  ASSERT_TRUE(eventually([&] { return microphone_.authorizationStatus() == 3; }));
+  EXPECT_EQ(requestedAccess(microphone_), true);
+  {
+    const auto frozen = freezeServer();  // a question to the server now goes unanswered
+    EXPECT_EQ(microphone_.authorizationStatus(), 3);
+    // The recorder does ask before it records, and gives up rather than hang.
+    EXPECT_EQ(refusal().code, static_cast<long>(AudioErrorCode::noSoundServer));
+  }
+  // Without its sinks the server has no source left at all.
+  ASSERT_EQ(run("pactl unload-module module-null-sink"), 0);
+  EXPECT_TRUE(eventually([&] { return unavailable(microphone_); }));
+  EXPECT_EQ(requestedAccess(microphone_), false);
+  EXPECT_EQ(refusal().localizedDescription, "No microphone was found.");
+
+  ASSERT_EQ(run("pactl load-module module-null-sink sink_name=mic >/dev/null"), 0);
+  EXPECT_TRUE(eventually([&] { return microphone_.authorizationStatus() == 3; }));
+}
+
+TEST_F(MicrophoneTest, TheServerGoingAwayEndsTheRecordingAndItsReturnIsNoticed) {
+  auto taking = recorder();
+  ASSERT_TRUE(taking && taking->record());
+  std::this_thread::sleep_for(300ms);
+  ASSERT_TRUE(stopSoundServer());
+  taking->stop();
+  EXPECT_GT(readWav(file_).seconds(), 0.15);
+  EXPECT_TRUE(eventually([&] { return unavailable(microphone_); }));
+  EXPECT_EQ(refusal().code, static_cast<long>(AudioErrorCode::noSoundServer));
+
+  ASSERT_TRUE(startSoundServer());
+  EXPECT_TRUE(eventually([&] { return microphone_.authorizationStatus() == 3; }));
+  EXPECT_TRUE(recorder());
+}
+
+TEST(MicrophoneWithoutServerTest, NothingCanBeRecordedAndTheReasonIsReadable) {
+  NoSoundServer absent;
+  PulseAudioCaptureDevice microphone;
+  EXPECT_TRUE(unavailable(microphone));
+  EXPECT_EQ(requestedAccess(microphone), false);
+
+  const auto file = scratchDirectory() / "murvel_recording.wav";
+  auto made = PulseAudioRecorderFactory().makeRecorder(file, murvelRecorderSettings());
+  ASSERT_FALSE(made.ok());
+  EXPECT_EQ(made.error().domain, audioErrorDomain);
+  EXPECT_EQ(made.error().code, static_cast<long>(AudioErrorCode::noSoundServer));
+  EXPECT_EQ(made.error().localizedDescription,
+            "No sound server is running, so no microphone can be reached.");
+  EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+}  // namespace
+}  // namespace murvel::linux_platform::test
