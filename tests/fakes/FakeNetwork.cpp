@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace murvel::testing {
 
@@ -76,35 +77,23 @@ std::vector<std::shared_ptr<FakeUrlSessions::Task>> FakeUrlSessions::tasksFor(
   return found;
 }
 
-std::shared_ptr<FakeUrlSessions::Task> FakeUrlSessions::takeOldest(std::string_view suffix) {
+TaskCompletion FakeUrlSessions::takeOldest(std::string_view suffix) {
   for (auto& task : tasks) {
     if (task->resumed && task->completion && endsWith(task->request.url, suffix)) {
-      return task;
+      return std::exchange(task->completion, nullptr);
     }
   }
-  return nullptr;
+  ADD_FAILURE() << "no request on " << suffix << " is waiting for a reply";
+  return [](auto&&...) {
+  };
 }
 
 void FakeUrlSessions::reply(std::string_view suffix, std::string body, long status) {
-  auto task = takeOldest(suffix);
-  if (!task) {
-    ADD_FAILURE() << "no request on " << suffix << " is waiting for a reply";
-    return;
-  }
-  auto completion = std::move(task->completion);
-  task->completion = nullptr;
-  completion(std::move(body), HttpResponse{status, {}}, std::nullopt);
+  takeOldest(suffix)(std::move(body), HttpResponse{status, {}}, std::nullopt);
 }
 
 void FakeUrlSessions::fail(std::string_view suffix, PlatformError error) {
-  auto task = takeOldest(suffix);
-  if (!task) {
-    ADD_FAILURE() << "no request on " << suffix << " is waiting for a reply";
-    return;
-  }
-  auto completion = std::move(task->completion);
-  task->completion = nullptr;
-  completion(std::nullopt, std::nullopt, std::move(error));
+  takeOldest(suffix)(std::nullopt, std::nullopt, std::move(error));
 }
 
 }  // namespace murvel::testing

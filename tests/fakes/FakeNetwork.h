@@ -32,7 +32,8 @@ class FakeUrlSessions final : public UrlSessions {
   std::vector<std::shared_ptr<Task>> tasks;
 
  private:
-  std::shared_ptr<Task> takeOldest(std::string_view suffix);
+  // The completion of the oldest resumed task on `suffix` not yet completed, taken from it.
+  TaskCompletion takeOldest(std::string_view suffix);
   std::shared_ptr<UrlSession> shared_;
   std::vector<std::shared_ptr<UrlSessionConfiguration>> kept_;
 };
