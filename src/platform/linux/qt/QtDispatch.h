@@ -10,6 +10,7 @@ class QtDispatch final : public Dispatch {
  public:
   void async(std::function<void()> work) override;
   void asyncAfter(double seconds, std::shared_ptr<WorkItem> item) override;
+  using Dispatch::asyncAfter;
   void global(QualityOfService qos, std::function<void()> work) override;
   std::shared_ptr<Timer> scheduledRepeatingTimer(double interval,
                                                  std::function<void()> tick) override;

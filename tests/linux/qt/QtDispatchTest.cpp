@@ -1,0 +1,90 @@
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QTimer>
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "platform/linux/qt/QtDispatch.h"
+
+namespace murvel::linux_platform {
+namespace {
+
+class QtDispatchTest : public ::testing::Test {
+ protected:
+  // Runs the event loop until `done` holds, or a generous limit passes.
+  bool loopUntil(const std::function<bool()>& done) {
+    QTimer check;
+    QObject::connect(&check, &QTimer::timeout, [&] {
+      if (done())
+        QCoreApplication::quit();
+    });
+    check.start(5);
+    QTimer::singleShot(10000, [] { QCoreApplication::quit(); });
+    QCoreApplication::exec();
+    return done();
+  }
+
+  int argc_ = 1;
+  char name_[6] = "tests";
+  char* argv_[1] = {name_};
+  QCoreApplication application_{argc_, argv_};
+  QtDispatch dispatch_;
+};
+
+TEST_F(QtDispatchTest, MainQueueRunsWorkFromAnyThreadOnTheMainThreadInOrder) {
+  const auto mainThread = std::this_thread::get_id();
+  std::vector<int> order;
+  bool allOnMain = true;
+  std::thread other([&] {
+    for (int i = 0; i < 100; ++i) {
+      dispatch_.async([&, i] {
+        allOnMain = allOnMain && std::this_thread::get_id() == mainThread;
+        order.push_back(i);
+      });
+    }
+  });
+  other.join();
+  ASSERT_TRUE(loopUntil([&] { return order.size() == 100; }));
+  EXPECT_TRUE(allOnMain);
+  EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
+}
+
+TEST_F(QtDispatchTest, DelayedWorkRunsLaterUnlessCancelled) {
+  std::vector<std::string> ran;
+  auto cancelled = std::make_shared<WorkItem>([&] { ran.push_back("cancelled"); });
+  dispatch_.asyncAfter(0.05, [&] { ran.push_back("late"); });
+  dispatch_.asyncAfter(0.01, cancelled);
+  dispatch_.async([&] { ran.push_back("now"); });
+  cancelled->cancel();
+  ASSERT_TRUE(loopUntil([&] { return ran.size() == 2; }));
+  QTimer::singleShot(60, [] { QCoreApplication::quit(); });
+  QCoreApplication::exec();
+  EXPECT_EQ(ran, (std::vector<std::string>{"now", "late"}));
+}
+
+TEST_F(QtDispatchTest, RepeatingTimerTicksUntilInvalidatedAndGlobalWorkRunsElsewhere) {
+  int ticks = 0;
+  auto timer = dispatch_.scheduledRepeatingTimer(0.01, [&] { ++ticks; });
+  ASSERT_TRUE(loopUntil([&] { return ticks >= 3; }));
+  timer->invalidate();
+  EXPECT_FALSE(timer->isValid());
+  const int stoppedAt = ticks;
+  QTimer::singleShot(50, [] { QCoreApplication::quit(); });
+  QCoreApplication::exec();
+  EXPECT_EQ(ticks, stoppedAt);
+
+  std::atomic<bool> offMain{false};
+  const auto mainThread = std::this_thread::get_id();
+  std::atomic<bool> done{false};
+  dispatch_.global(QualityOfService::utility, [&] {
+    offMain = std::this_thread::get_id() != mainThread;
+    done = true;
+  });
+  ASSERT_TRUE(loopUntil([&] { return done.load(); }));
+  EXPECT_TRUE(offMain);
+}
+
+}  // namespace
+}  // namespace murvel::linux_platform
