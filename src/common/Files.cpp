@@ -38,7 +38,8 @@ bool writeAll(int fd, std::string_view bytes) {
 
 }  // namespace
 
-bool writeFileAtomically(const std::filesystem::path& path, std::string_view bytes) {
+bool writeFileAtomically(const std::filesystem::path& path, std::string_view bytes,
+                         bool flushToDisk) {
   static std::atomic<unsigned> counter{0};
   std::filesystem::path temporary = path;
   temporary += ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
@@ -46,7 +47,7 @@ bool writeFileAtomically(const std::filesystem::path& path, std::string_view byt
   const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
   if (fd < 0)
     return false;
-  const bool ok = writeAll(fd, bytes) && ::fsync(fd) == 0;
+  const bool ok = writeAll(fd, bytes) && (!flushToDisk || ::fsync(fd) == 0);
   const bool closed = ::close(fd) == 0;
   if (!ok || !closed || ::rename(temporary.c_str(), path.c_str()) != 0) {
     ::unlink(temporary.c_str());

@@ -10,9 +10,12 @@ namespace murvel {
 // The whole content of the file, or nothing when it cannot be read.
 std::optional<std::string> readWholeFile(const std::filesystem::path& path);
 
-// Replaces the file in one step: the bytes go to a temporary file beside it, which is flushed to
-// disk and renamed over the target, so a reader sees the old content or the new, never half.
-// The file is readable by its owner alone. False on any failure; the old content then stays.
-bool writeFileAtomically(const std::filesystem::path& path, std::string_view bytes);
+// Replaces the file in one step: the bytes go to a temporary file beside it, which is renamed
+// over the target, so a reader sees the old content or the new, never half. With
+// `flushToDisk` the bytes reach the disk before the rename, so a power cut cannot leave an
+// empty file either. The file is readable by its owner alone. False on any failure; the old
+// content then stays.
+bool writeFileAtomically(const std::filesystem::path& path, std::string_view bytes,
+                         bool flushToDisk = true);
 
 }  // namespace murvel

@@ -1,5 +1,7 @@
 #include "platform/linux/stores/FileUserDefaults.h"
 
+#include "common/Files.h"
+
 #include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
@@ -62,19 +64,6 @@ bool makeDirectories(const fs::path& dir) {
   if (::mkdir(dir.c_str(), 0700) != 0 && errno != EEXIST)
     return false;
   return fs::is_directory(dir, error);
-}
-
-bool writeAll(int fd, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = ::write(fd, text.data(), text.size());
-    if (written < 0) {
-      if (errno == EINTR)
-        continue;
-      return false;
-    }
-    text.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
 }
 
 }  // namespace
@@ -142,16 +131,7 @@ bool FileUserDefaults::writeFile() const {
       values_.dump(2, ' ', /*ensure_ascii=*/false, PropertyValue::error_handler_t::replace);
   text += '\n';
 
-  std::string temporary = (dir / ("." + target.filename().string() + ".XXXXXX")).string();
-  const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
-  if (fd < 0)
-    return false;
-  bool written = writeAll(fd, text);
-  written = ::close(fd) == 0 && written;
-  if (written && std::rename(temporary.c_str(), target.c_str()) == 0)
-    return true;
-  ::unlink(temporary.c_str());
-  return false;
+  return writeFileAtomically(target, text, /*flushToDisk=*/false);
 }
 
 }  // namespace murvel::linux_platform
