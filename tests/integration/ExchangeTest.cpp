@@ -91,16 +91,6 @@ INSTANTIATE_TEST_SUITE_P(
         ReplyCase{"BareString", 200, R"("hello")", State::error("Parse error."), {start}}),
     [](const auto& info) { return info.param.name; });
 
-TEST(ExchangeTest, ServerTimingsGoToTheTraceAsAMap) {
-  ServiceHarness s;
-  s.h.app->settings.setCleanupMode("off");
-  s.service.script("/api/transcribe", R"({"text":"hi","timings":{"asr_ms":812.5,"total":3}})");
-  s.dictate();
-  ASSERT_EQ(s.maskedTrace().size(), 3u);
-  EXPECT_THAT(s.maskedTrace()[1],
-              ::testing::EndsWith(" server_timings={\"asr_ms\":812.5,\"total\":3}\n"));
-}
-
 TEST(ExchangeTest, TransportFailureWinsAndIsWordedForThePerson) {
   // A port where nothing listens: the connection is refused at once.
   ServiceHarness s("http://127.0.0.1:9/api");

@@ -15,17 +15,6 @@ TEST(AudioCaptureTest, RecorderSettingsDescribe16kHzMono16BitPCM) {
   EXPECT_EQ(murvelRecorderSettings(), expected);
 }
 
-TEST(AudioCaptureTest, FileSizeIsTheWholeFileOrZero) {
-  TemporaryDirectory directory;
-  const auto file = directory.path() / "murvel_recording.wav";
-  EXPECT_EQ(recordingFileSize(file), 0);  // missing
-  std::ofstream(file) << "";
-  EXPECT_EQ(recordingFileSize(file), 0);  // empty
-  std::ofstream(file, std::ios::binary) << std::string(4097, 'x');
-  EXPECT_EQ(recordingFileSize(file), 4097);
-  EXPECT_EQ(recordingFileSize(directory.path()), 0);  // a directory is no recording
-}
-
 TEST(AudioCaptureTest, EveryRecordingGoesToTheOneFileInTheTemporaryDirectory) {
   AppHarness h;
   EXPECT_EQ(h.app->recordingURL, std::nullopt);

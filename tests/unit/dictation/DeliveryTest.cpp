@@ -112,14 +112,5 @@ TEST_F(DeliveryTest, RepasteWritesTheTextAndKeysOnly) {
   EXPECT_EQ(h.fake.pasteboard.content, "once more");
 }
 
-TEST_F(DeliveryTest, KeystrokesThatCannotBeMadeAreSkippedAndStillReported) {
-  h.fake.keyEventPoster.noSource = true;
-  h.app->finishWithText("text", 1.0, false, std::nullopt, "T", released());
-  h.fake.dispatch.advance(0.1);
-  EXPECT_TRUE(h.fake.keyEventPoster.posted.empty());
-  EXPECT_EQ(h.trace().size(), 1u);  // the text is on the pasteboard and the flow goes on
-  EXPECT_EQ(h.fake.pasteboard.content, "text");
-}
-
 }  // namespace
 }  // namespace murvel::testing

@@ -183,12 +183,5 @@ TEST_F(MonitoringTest, WithoutAccessibilityOnlyTheLocalMonitorExists) {
   EXPECT_EQ(h.fake.alerts.shown[0].messageText, "Murvel needs 1 permission");
 }
 
-TEST_F(MonitoringTest, RefusedMonitorsLeaveNoTokens) {
-  h.fake.eventMonitors.refuse = true;
-  h.app->setupHotkey();
-  EXPECT_TRUE(h.app->localMonitors.empty());
-  EXPECT_TRUE(h.app->globalMonitors.empty());
-}
-
 }  // namespace
 }  // namespace murvel::testing

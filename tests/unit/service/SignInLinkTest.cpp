@@ -56,11 +56,5 @@ TEST_F(SignInLinkTest, LinksThatFailATestAreIgnored) {
   EXPECT_THAT(exchangedTokens(), ElementsAre("good"));
 }
 
-TEST(ServiceURLTest, PathsAreAppendedAsOneComponent) {
-  EXPECT_EQ(appendingPathComponent("http://127.0.0.1:8787/api", "auth/start"),
-            "http://127.0.0.1:8787/api/auth/start");
-  EXPECT_EQ(appendingPathComponent("https://x.test/api/", "health"), "https://x.test/api/health");
-}
-
 }  // namespace
 }  // namespace murvel::testing

@@ -132,26 +132,5 @@ TEST(LifecycleTest, UrlHandlerIsInPlaceBeforeTheRestOfLaunch) {
   ASSERT_EQ(h.fake.urlSessions.tasksFor("/auth/exchange").size(), 1u);
 }
 
-TEST(LifecycleTest, IconFollowsThePulse) {
-  AppHarness h;
-  h.fake.keychain.storeAccessKey("key");
-  h.launch();
-  const auto& button = *h.app->statusItem->button;
-  EXPECT_EQ(button.image()->symbolName, "mic.circle.fill");
-  h.press();
-  h.fake.dispatch.advance(0.49);
-  EXPECT_EQ(button.image()->symbolName, "mic.circle.fill");
-  h.fake.dispatch.advance(0.01);
-  EXPECT_EQ(button.image()->symbolName, "record.circle.fill");
-  EXPECT_FALSE(button.image()->isTemplate);
-  EXPECT_EQ(button.contentTintColor(), Color::systemRedColor);
-  h.fake.dispatch.advance(1.0);
-  EXPECT_EQ(button.image()->symbolName, "waveform.circle.fill");
-  h.release();
-  h.fake.dispatch.runUntilIdle();
-  EXPECT_EQ(button.image()->symbolName, "mic.circle.fill");
-  EXPECT_EQ(button.contentTintColor(), std::nullopt);
-}
-
 }  // namespace
 }  // namespace murvel::testing

@@ -93,16 +93,5 @@ TEST_F(SettingsTest, TonesPassThroughAndAppTonesAreAllOrNothing) {
   EXPECT_TRUE(settings.appTones().empty());
 }
 
-TEST_F(SettingsTest, StringSettingsRoundTripAsGiven) {
-  settings.setSignedInEmail("Ada@Example.com ");
-  settings.setLastLaunchHintVersion("2.3");
-  settings.setLastPermissionsPromptVersion("2.4");
-  EXPECT_EQ(settings.signedInEmail(), "Ada@Example.com ");
-  EXPECT_EQ(settings.lastLaunchHintVersion(), "2.3");
-  EXPECT_EQ(settings.lastPermissionsPromptVersion(), "2.4");
-  store("signedInEmail", 12);
-  EXPECT_EQ(settings.signedInEmail(), "");
-}
-
 }  // namespace
 }  // namespace murvel::testing
