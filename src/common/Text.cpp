@@ -36,13 +36,29 @@ std::string trimmedWhitespaceAndNewlines(std::string_view text) {
       text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin)));
 }
 
-std::string lowercased(std::string_view text) {
+namespace {
+
+std::string caseMapped(std::string_view text, bool upper) {
   icu::UnicodeString unicode = icu::UnicodeString::fromUTF8(
       icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
-  unicode.toLower(icu::Locale::getRoot());
+  if (upper) {
+    unicode.toUpper(icu::Locale::getRoot());
+  } else {
+    unicode.toLower(icu::Locale::getRoot());
+  }
   std::string result;
   unicode.toUTF8String(result);
   return result;
+}
+
+}  // namespace
+
+std::string lowercased(std::string_view text) {
+  return caseMapped(text, false);
+}
+
+std::string uppercased(std::string_view text) {
+  return caseMapped(text, true);
 }
 
 std::string lowercasedASCII(std::string_view text) {

@@ -12,6 +12,9 @@ std::string trimmedWhitespaceAndNewlines(std::string_view text);
 // `text` in lower case by the Unicode rules, independent of the user's locale.
 std::string lowercased(std::string_view text);
 
+// `text` in upper case by the Unicode rules, independent of the user's locale.
+std::string uppercased(std::string_view text);
+
 // Plain ASCII lower-casing, for texts known to be ASCII.
 std::string lowercasedASCII(std::string_view text);
 

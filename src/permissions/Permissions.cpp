@@ -195,10 +195,7 @@ void AppDelegate::maybePromptPermissionsIfNeeded() {
 }
 
 std::string AppDelegate::currentAppVersion() {
-  auto version = platform_.bundle.objectForInfoDictionaryKey("CFBundleShortVersionString");
-  if (version && version->is_string())
-    return version->get<std::string>();
-  return "1.0";
+  return shortVersionString(platform_.bundle);
 }
 
 }  // namespace murvel

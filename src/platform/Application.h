@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 namespace murvel {
 
@@ -13,6 +14,9 @@ class Application {
   // Brings this application to the front.
   virtual void activateIgnoringOtherApps(bool flag) = 0;
   virtual std::int64_t processIdentifier() = 0;
+  // The type of the input event being handled right now (2 left mouse up, 4 right mouse up, 10
+  // key down, 12 modifier change), or nothing outside the handling of one.
+  virtual std::optional<std::uint64_t> currentEventType() = 0;
 };
 
 }  // namespace murvel

@@ -6,6 +6,7 @@
 #include "platform/AudioRecorder.h"
 #include "platform/Bundle.h"
 #include "platform/CaptureDevice.h"
+#include "platform/DateFormatter.h"
 #include "platform/Dispatch.h"
 #include "platform/EventMonitors.h"
 #include "platform/KeyEventPoster.h"
@@ -13,9 +14,11 @@
 #include "platform/Pasteboard.h"
 #include "platform/Sounds.h"
 #include "platform/StandardOutput.h"
+#include "platform/StatusBar.h"
 #include "platform/UrlEvents.h"
 #include "platform/UrlSession.h"
 #include "platform/UserDefaults.h"
+#include "platform/WindowServer.h"
 #include "platform/Workspace.h"
 
 namespace murvel {
@@ -40,6 +43,9 @@ struct Platform {
   Application& application;
   UrlEvents& urlEvents;
   StandardOutput& standardOutput;
+  StatusBar& statusBar;
+  WindowServer& windowServer;
+  DateFormatter& dateFormatter;
 };
 
 }  // namespace murvel

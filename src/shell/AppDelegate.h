@@ -21,8 +21,11 @@ namespace murvel {
 class HistoryFileWriter;
 class OnboardingWindow;
 class PopoverViewController;
-struct Popover;
-struct StatusItem;
+class Popover;
+class StatusItem;
+struct Menu;
+struct MenuItem;
+struct MenuBarImage;
 
 // The one object that owns all long-lived state. Made in main and shared, so that closures that
 // outlive a call can hold it weakly. Its operations are defined in the folders they belong to.
@@ -53,8 +56,16 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   // Menu-bar item: shell/MenuBar.cpp
   void setupMenuBar();
   void setupPopover();
+  // A click on the menu-bar button; which one is told by the event being handled.
+  void statusBarClicked();
+  // A new menu for one right click, as things stand at this moment.
+  std::shared_ptr<Menu> buildMenu();
+  void setAppTone(const MenuItem& sender);
+  void setCleanupMode(const MenuItem& sender);
   void togglePopover();
   void closePopover();
+  std::optional<MenuBarImage> menuBarImage(const std::string& symbolName,
+                                           const std::string& fallback);
   void setIdleIcon();
   void setRecordingIcon();
 

@@ -1,6 +1,7 @@
 #include "shell/AppDelegate.h"
 #include "shell/OnboardingWindow.h"
 #include "shell/PopoverViewController.h"
+#include "shell/controls/Popover.h"
 #include "shell/controls/StatusItem.h"
 #include "stores/Keychain.h"
 
@@ -100,11 +101,11 @@ void AppDelegate::quitMurvel() {
   }
   stopPulse();
   if (popover)
-    popover->window.setVisible(false);
+    popover->performClose();
   if (onboardingWindow)
     onboardingWindow->orderOut();
   if (statusItem)
-    statusItem->presence.setVisible(false);
+    platform_.statusBar.removeStatusItem(*statusItem);
   // Terminate on a later turn, after the action that called this has returned.
   platform_.dispatch.async([&application = platform_.application] { application.terminate(); });
 }

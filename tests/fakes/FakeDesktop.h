@@ -45,7 +45,9 @@ class FakeApplication final : public Application {
   void terminate() override { ++terminations; }
   void activateIgnoringOtherApps(bool) override { ++activations; }
   std::int64_t processIdentifier() override { return pid; }
+  std::optional<std::uint64_t> currentEventType() override { return currentEvent; }
 
+  std::optional<std::uint64_t> currentEvent;
   int terminations = 0;
   int activations = 0;
   std::int64_t pid = 4242;

@@ -33,7 +33,10 @@ FakePlatform::FakePlatform(RealFamilies real)
                bundle,
                application,
                urlEvents,
-               real.standardOutput != nullptr ? *real.standardOutput : standardOutput} {
+               real.standardOutput != nullptr ? *real.standardOutput : standardOutput,
+               statusBar,
+               windowServer,
+               dateFormatter} {
   workspace.temporary = directory.path() / "tmp";
   workspace.applicationSupport = directory.path() / "data";
   std::filesystem::create_directories(workspace.temporary);

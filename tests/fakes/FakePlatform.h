@@ -6,6 +6,7 @@
 #include "fakes/FakeDelivery.h"
 #include "fakes/FakeDesktop.h"
 #include "fakes/FakeNetwork.h"
+#include "fakes/FakeShell.h"
 #include "fakes/FakeStores.h"
 #include "fakes/VirtualDispatch.h"
 #include "platform/Platform.h"
@@ -54,6 +55,9 @@ struct FakePlatform {
   FakeApplication application;
   FakeUrlEvents urlEvents;
   CapturingOutput standardOutput;
+  FakeStatusBar statusBar;
+  FakeWindowServer windowServer;
+  FakeDateFormatter dateFormatter;
 
   Platform platform;
 };

@@ -40,7 +40,7 @@ TEST_F(SignInTest, ExchangeStoresTheKeyAndBringsTheHotkeyAlive) {
   EXPECT_EQ(storedKey(), "ak-9");
   EXPECT_EQ(s.h.app->settings.signedInEmail(), "Real@Example.com");
   EXPECT_EQ(s.h.app->onboardingWindow->statusLabel.text(), "Signed in. Murvel is ready to use.");
-  EXPECT_EQ(s.h.app->onboardingWindow->statusLabel.color(), Color::systemGreenColor);
+  EXPECT_EQ(s.h.app->onboardingWindow->statusLabel.textColor(), Color::systemGreenColor);
   EXPECT_EQ(s.h.app->onboardingWindow->emailField.stringValue(), "Real@Example.com");
   EXPECT_EQ(s.h.app->localMonitors.size(), 1u);
   EXPECT_EQ(s.h.shown.back(), DictationState::idle());
@@ -78,7 +78,7 @@ TEST_F(SignInTest, AnyReplyWithoutAUsableKeyFailsAndKeepsTheOldKey) {
     EXPECT_TRUE(one.h.app->onboardingWindow->isVisible());
     EXPECT_EQ(one.h.app->onboardingWindow->statusLabel.text(),
               "Browser sign-in failed. Please try again.");
-    EXPECT_EQ(one.h.app->onboardingWindow->statusLabel.color(), Color::systemOrangeColor);
+    EXPECT_EQ(one.h.app->onboardingWindow->statusLabel.textColor(), Color::systemOrangeColor);
     EXPECT_EQ(Keychain::load(one.h.fake.keychain, Keychain::accessKeyAccount), "old-key");
   }
 }

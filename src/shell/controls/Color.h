@@ -2,7 +2,8 @@
 
 namespace murvel {
 
-// The semantic colours the surfaces use; the toolkit maps them to its palette.
+// The semantic colours the surfaces use; the toolkit maps them to its palette, so they read in
+// dark and light themes alike.
 enum class Color {
   labelColor,
   secondaryLabelColor,
@@ -11,6 +12,8 @@ enum class Color {
   systemOrangeColor,
   systemGreenColor,
   systemBlueColor,
+  windowBackgroundColor,
+  clearColor,
 };
 
 }  // namespace murvel

@@ -191,7 +191,7 @@ TEST_F(PermissionsTest, MicrophoneAnswerReturnsOnTheMainQueueAfterARefresh) {
   given(0, true);
   h.app->showOnboarding();
   std::vector<std::string> order;
-  h.app->onboardingWindow->microphoneButton.addListener([&] {
+  h.app->onboardingWindow->microphoneButton.addListener([&](ControlEvent) {
     if (order.empty() || order.back() != "refresh")
       order.push_back("refresh");
   });

@@ -14,7 +14,7 @@ TEST(LifecycleTest, LaunchWithAnAccessKeyInstallsTheHotkeyAndShowsTheHintOncePer
     h.launch();
     EXPECT_EQ(h.app->settings.cleanupMode(), "fast");
     ASSERT_TRUE(h.app->statusItem);
-    EXPECT_TRUE(h.app->statusItem->presence.isVisible());
+    EXPECT_TRUE(!h.app->statusItem->isRemoved());
     ASSERT_TRUE(h.app->popoverVC);
     EXPECT_EQ(h.app->recordingURL, h.recordingFile());
     EXPECT_EQ(h.fake.urlSessions.tasksFor("/health").size(), 1u);
@@ -106,7 +106,7 @@ TEST(LifecycleTest, QuitAbandonsARecordingAndTerminatesOnALaterTurn) {
   EXPECT_EQ(h.fake.eventMonitors.localCount() + h.fake.eventMonitors.globalCount(), 0u);
   EXPECT_EQ(h.fake.dispatch.validTimerCount(), 0u);
   EXPECT_FALSE(h.app->onboardingWindow->isVisible());
-  EXPECT_FALSE(h.app->statusItem->presence.isVisible());
+  EXPECT_FALSE(!h.app->statusItem->isRemoved());
   EXPECT_EQ(h.fake.application.terminations, 0);
   h.fake.dispatch.runUntilIdle();
   EXPECT_EQ(h.fake.application.terminations, 1);

@@ -12,6 +12,13 @@ class LinuxApplication final : public Application {
   // Raises this application's visible windows and asks the window manager to activate them.
   void activateIgnoringOtherApps(bool flag) override;
   std::int64_t processIdentifier() override;
+  std::optional<std::uint64_t> currentEventType() override { return currentEvent_; }
+
+  // The toolkit names the input event it is dispatching, for the length of that dispatch.
+  void setCurrentEventType(std::optional<std::uint64_t> type) { currentEvent_ = type; }
+
+ private:
+  std::optional<std::uint64_t> currentEvent_;
 };
 
 }  // namespace murvel::linux_platform
