@@ -6,6 +6,8 @@ set -euo pipefail
 packages=(
   # toolchain
   build-essential cmake ninja-build pkg-config clang-format git ca-certificates
+  # the fuzzers: clang with libFuzzer and the sanitizer runtimes
+  clang libclang-rt-14-dev
   # libraries of the core and its tests
   libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev uuid-dev libicu-dev liburiparser-dev
   libcurl4-openssl-dev libcpp-httplib-dev libssl-dev
