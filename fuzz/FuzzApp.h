@@ -49,6 +49,14 @@ struct FuzzApp {
     shown.clear();
   }
 
+  // A dictation released with the given mode, its upload made and waiting for a reply.
+  void upload(const char* cleanupMode) {
+    reset();
+    app->settings.setCleanupMode(cleanupMode);
+    app->transcribeAudio();
+    fake.dispatch.runUntilIdle();
+  }
+
   // Completes the waiting request on `suffix` with the fuzzer's bytes and lets every queue run.
   void reply(const char* suffix, const std::uint8_t* data, std::size_t size) {
     fake.urlSessions.reply(suffix, std::string(reinterpret_cast<const char*>(data), size));

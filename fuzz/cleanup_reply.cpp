@@ -7,10 +7,7 @@ using namespace murvel;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static fuzzing::FuzzApp f;
-  f.reset();
-  f.app->settings.setCleanupMode("smart");
-  f.app->transcribeAudio();
-  f.fake.dispatch.runUntilIdle();
+  f.upload("smart");
   const std::string transcript = R"({"text":"so um this is what I said"})";
   f.fake.urlSessions.reply("/transcribe", transcript);
   f.settle();

@@ -7,11 +7,8 @@ using namespace murvel;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static fuzzing::FuzzApp f;
-  f.reset();
   // "off" keeps the cleanup request out of it: this target is about the upload's reply alone.
-  f.app->settings.setCleanupMode("off");
-  f.app->transcribeAudio();
-  f.fake.dispatch.runUntilIdle();
+  f.upload("off");
   f.reply("/transcribe", data, size);
 
   if (f.shown.empty())

@@ -38,6 +38,36 @@ MenuItem menuItem(std::weak_ptr<AppDelegate> weakSelf, std::string title, std::s
   return item;
 }
 
+// A submenu of choices, the one equal to `current` checked, each sent to `operation`.
+template <std::size_t N, class Represent>
+std::shared_ptr<Menu> choiceMenu(std::weak_ptr<AppDelegate> weakSelf,
+                                 const std::array<Choice, N>& choices, const char* action,
+                                 void (AppDelegate::*operation)(const MenuItem&),
+                                 const std::string& current, Represent represent) {
+  auto menu = std::make_shared<Menu>();
+  for (const Choice& choice : choices) {
+    MenuItem item;
+    item.title = choice.title;
+    item.action = action;
+    item.target = MenuTarget::appDelegate;
+    item.representedObject = represent(choice.value);
+    item.state = current == choice.value ? 1 : 0;
+    item.perform = [weakSelf, operation](const MenuItem& sender) {
+      if (auto self = weakSelf.lock())
+        (self.get()->*operation)(sender);
+    };
+    menu->addItem(std::move(item));
+  }
+  return menu;
+}
+
+MenuItem submenuItem(std::string title, std::shared_ptr<Menu> submenu) {
+  MenuItem item;
+  item.title = std::move(title);
+  item.submenu = std::move(submenu);
+  return item;
+}
+
 }  // namespace
 
 void AppDelegate::setupMenuBar() {
@@ -104,47 +134,19 @@ std::shared_ptr<Menu> AppDelegate::buildMenu() {
   if (!identifier.empty()) {
     const AppTones tones = settings.appTones();
     const auto stored = tones.find(identifier);
-    const std::string current = stored == tones.end() ? "auto" : stored->second;
-    auto submenu = std::make_shared<Menu>();
-    for (const Choice& choice : toneChoices) {
-      MenuItem item;
-      item.title = choice.title;
-      item.action = "setAppTone:";
-      item.target = MenuTarget::appDelegate;
-      item.representedObject = PropertyValue::array({identifier, choice.value});
-      item.state = current == choice.value ? 1 : 0;
-      item.perform = [weakSelf](const MenuItem& sender) {
-        if (auto self = weakSelf.lock())
-          self->setAppTone(sender);
-      };
-      submenu->addItem(std::move(item));
-    }
-    MenuItem tone;
-    tone.title = "Tone for " + name;
-    tone.submenu = std::move(submenu);
-    menu->addItem(std::move(tone));
+    menu->addItem(
+        submenuItem("Tone for " + name,
+                    choiceMenu(weakSelf, toneChoices, "setAppTone:", &AppDelegate::setAppTone,
+                               stored == tones.end() ? "auto" : stored->second,
+                               [&identifier](const char* value) {
+                                 return PropertyValue::array({identifier, value});
+                               })));
     menu->addItem(MenuItem::separatorItem());
   }
-
-  auto cleanupMenu = std::make_shared<Menu>();
-  const std::string mode = settings.cleanupMode();
-  for (const Choice& choice : cleanupChoices) {
-    MenuItem item;
-    item.title = choice.title;
-    item.action = "setCleanupMode:";
-    item.target = MenuTarget::appDelegate;
-    item.representedObject = choice.value;
-    item.state = mode == choice.value ? 1 : 0;
-    item.perform = [weakSelf](const MenuItem& sender) {
-      if (auto self = weakSelf.lock())
-        self->setCleanupMode(sender);
-    };
-    cleanupMenu->addItem(std::move(item));
-  }
-  MenuItem cleanup;
-  cleanup.title = "Cleanup Mode";
-  cleanup.submenu = std::move(cleanupMenu);
-  menu->addItem(std::move(cleanup));
+  menu->addItem(submenuItem(
+      "Cleanup Mode",
+      choiceMenu(weakSelf, cleanupChoices, "setCleanupMode:", &AppDelegate::setCleanupMode,
+                 settings.cleanupMode(), [](const char* value) { return PropertyValue(value); })));
   menu->addItem(MenuItem::separatorItem());
   menu->addItem(menuItem(weakSelf, "Settings (v" + currentAppVersion() + ")\u2026", "openSettings",
                          ",", MenuTarget::unset, &AppDelegate::openSettings));

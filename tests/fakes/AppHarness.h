@@ -38,6 +38,14 @@ class AppHarness {
     fake.dispatch.runUntilIdle();
   }
 
+  // A launch of someone signed in who has seen this version's hint and permission prompt.
+  void launchSignedIn() {
+    fake.keychain.storeAccessKey("key");
+    fake.userDefaults.stored["lastLaunchHintVersion"] = "2.3";
+    fake.userDefaults.stored["lastPermissionsPromptVersion"] = "2.3";
+    launch();
+  }
+
   // What launch sets up for a dictation, without the rest of launch.
   void prepareSession() {
     app->settings.registerDefaults();

@@ -37,9 +37,7 @@ KeyEvent flags(std::uint16_t code, std::uint64_t flags) {
 class PickerTest : public ::testing::TestWithParam<Surface> {
  protected:
   PickerTest() {
-    h.fake.keychain.storeAccessKey("key");
-    h.fake.userDefaults.stored["lastLaunchHintVersion"] = "2.3";
-    h.launch();
+    h.launchSignedIn();
     h.app->openSettings();
     h.app->togglePopover();
   }

@@ -14,9 +14,7 @@ const Date lunch = dateFromUnixSeconds(1735826700);
 class HistoryAndAccountTest : public ::testing::Test {
  protected:
   HistoryAndAccountTest() {
-    h.fake.keychain.storeAccessKey("key");
-    h.fake.userDefaults.stored["lastLaunchHintVersion"] = "2.3";
-    h.launch();
+    h.launchSignedIn();
     h.app->togglePopover();
   }
   PopoverViewController& panel() { return *h.app->popoverVC; }

@@ -48,9 +48,7 @@ const MenuItem& itemTitled(const Menu& menu, std::string_view prefix) {
 class MenuBarTest : public ::testing::Test {
  protected:
   MenuBarTest() {
-    h.fake.keychain.storeAccessKey("key");
-    h.fake.userDefaults.stored["lastLaunchHintVersion"] = "2.3";
-    h.launch();
+    h.launchSignedIn();
     h.app->statusItem->button()->addListener([this](ControlEvent event) {
       if (event == ControlEvent::performClick)
         popped.push_back(h.app->statusItem->button()->menu());

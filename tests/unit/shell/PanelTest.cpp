@@ -127,10 +127,7 @@ INSTANTIATE_TEST_SUITE_P(
 class PanelTest : public ::testing::Test {
  protected:
   PanelTest() {
-    h.fake.keychain.storeAccessKey("key");
-    h.fake.userDefaults.stored["lastLaunchHintVersion"] = "2.3";
-    h.launch();
-    h.fake.dispatch.runUntilIdle();
+    h.launchSignedIn();
     h.app->togglePopover();
   }
   PopoverViewController& panel() { return *h.app->popoverVC; }
