@@ -3,8 +3,14 @@
 #include <QCoreApplication>
 #include <QLocalSocket>
 #include <QProcess>
+#include <QTemporaryDir>
 #include <QTest>
+#include <filesystem>
+#include <fstream>
 
+#include "DesktopTestSupport.h"
+
+#include "platform/linux/desktop/InstanceLock.h"
 #include "platform/linux/desktop/LinuxUrlEvents.h"
 #include "platform/linux/desktop/SingleInstance.h"
 
@@ -60,6 +66,79 @@ TEST(SingleInstance, HostileInputOnTheSocketIsDroppedAndServingGoesOn) {
   EXPECT_TRUE(send("murvel://auth?login_token=ok\nmurvel://auth?login_token=second\n"));
   EXPECT_EQ(received, std::vector<std::string>{"murvel://auth?login_token=ok"});
 }
+
+// Where the lock may live, by how the environment stands. "-" names no place: then no copy
+// starts at all.
+struct PlaceCase {
+  std::string name;
+  std::string runtime;   // XDG_RUNTIME_DIR: "private", "open" (mode 0777), "link", "" unset
+  std::string state;     // "home" (~/.local/state), "xdg" (XDG_STATE_HOME), "link", "open",
+                         // "no home" (HOME is a file)
+  std::string expected;  // "runtime", "state" or "-"
+  friend void PrintTo(const PlaceCase& c, std::ostream* out) { *out << c.name; }
+};
+
+class LockPlaceTest : public ::testing::TestWithParam<PlaceCase> {};
+
+TEST_P(LockPlaceTest, LockLivesOnlyInAPlaceOfTheUsersOwn) {
+  const PlaceCase& c = GetParam();
+  QTemporaryDir root;
+  const std::filesystem::path base = root.path().toStdString();
+  const auto makeDirectory = [](const std::filesystem::path& path, std::filesystem::perms mode) {
+    std::filesystem::create_directories(path);
+    std::filesystem::permissions(path, mode);
+  };
+  makeDirectory(base / "private", std::filesystem::perms::owner_all);
+  std::filesystem::path runtime = base / "private";
+  if (c.runtime == "open") {
+    runtime = base / "open";
+    makeDirectory(runtime, std::filesystem::perms::all);
+  } else if (c.runtime == "link") {
+    runtime = base / "link";
+    std::filesystem::create_directory_symlink(base / "private", runtime);
+  }
+  std::filesystem::path home = base / "home";
+  std::filesystem::path state = home / ".local/state";
+  if (c.state == "xdg") {
+    state = base / "xdg-state";
+  } else if (c.state == "link") {
+    std::filesystem::create_directories(state);
+    std::filesystem::create_directory_symlink(base / "private", state / "murvel");
+  } else if (c.state == "open") {
+    makeDirectory(state / "murvel", std::filesystem::perms::owner_all |
+                                        std::filesystem::perms::group_read |
+                                        std::filesystem::perms::others_read);
+  } else if (c.state == "no home") {
+    std::ofstream(home) << "not a directory";
+  }
+  testing::ScopedEnv runtimeVariable("XDG_RUNTIME_DIR",
+                                     c.runtime.empty() ? nullptr : runtime.c_str());
+  testing::ScopedEnv stateVariable("XDG_STATE_HOME", c.state == "xdg" ? state.c_str() : nullptr);
+  testing::ScopedEnv homeVariable("HOME", home.c_str());
+
+  const std::optional<std::filesystem::path> expected =
+      c.expected == "runtime" ? std::optional(runtime)
+      : c.expected == "state" ? std::optional(state / "murvel")
+                              : std::nullopt;
+  EXPECT_EQ(privateRuntimeDirectory(), expected);
+  const char* argv[] = {"murvel"};
+  SingleInstance instance(1, argv);
+  EXPECT_EQ(instance.isPrimary(), expected.has_value());
+  if (expected) {
+    EXPECT_TRUE(instance.serverName().starts_with(expected->string() + "/"));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Places, LockPlaceTest,
+    ::testing::Values(PlaceCase{"PrivateRuntimeDirectory", "private", "home", "runtime"},
+                      PlaceCase{"OpenRuntimeDirectory", "open", "home", "state"},
+                      PlaceCase{"RuntimeDirectoryThroughALink", "link", "home", "state"},
+                      PlaceCase{"NoRuntimeDirectory", "", "xdg", "state"},
+                      PlaceCase{"StateDirectoryThroughALink", "", "link", "-"},
+                      PlaceCase{"StateDirectoryOpenToOthers", "", "open", "-"},
+                      PlaceCase{"NoHome", "", "no home", "-"}),
+    [](const auto& info) { return info.param.name; });
 
 TEST(UrlEvents, TheLaunchUrlReachesAHandlerSetLaterExactlyOnce) {
   const char* argv[] = {"murvel", "--flag", "murvel://auth?login_token=launch", "file:///x"};
