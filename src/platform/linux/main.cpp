@@ -33,6 +33,7 @@
 #include "platform/linux/x11/X11EventMonitors.h"
 #include "platform/linux/x11/X11KeyEventPoster.h"
 #include "shell/AppDelegate.h"
+#include "stores/Settings.h"
 
 namespace {
 
@@ -78,6 +79,10 @@ int main(int argc, char** argv) {
   // The paste keystrokes Murvel sends must not come back as the user's own keys.
   auto ownKeys = std::make_shared<SyntheticKeyLedger>();
   X11EventMonitors eventMonitors(ownKeys);
+  // X hardly ever sees Fn: without a key for it, Right Control is the hotkey until one is chosen.
+  // Registered, so in memory only: a stored choice always wins.
+  if (!eventMonitors.hasFunctionKey())
+    userDefaults.registerDefaults(PropertyValue{{std::string(SettingsKey::hotkey), "right_ctrl"}});
   X11KeyEventPoster keyEventPoster(ownKeys);
   QtPasteboard pasteboard;
   X11Accessibility accessibility;

@@ -97,21 +97,45 @@ INSTANTIATE_TEST_SUITE_P(Twins, LeftTwinTest,
                                            Twin{"right_option", KeyCode::leftOption},
                                            Twin{"right_ctrl", KeyCode::leftControl}));
 
-TEST_F(MonitoringTest, CapsLockIsAToggleOnTheLockState) {
-  choose("capslock");
-  send(KeyCode::capsLock, ModifierFlag::capsLock);  // the tap that turns the lock on
-  EXPECT_EQ(starts(), 1);
-  send(KeyCode::capsLock, 0);  // the tap that turns it off
-  EXPECT_EQ(stops(), 1);
+// Caps Lock events carry the lock, one event per change of it. Each row reaches the lock on with
+// nothing pressed; from there the next tap turns the lock off and does nothing, the one after
+// starts a dictation.
+enum class LockLeftOn { atLaunch, byReinstallDuringADictation, byThePick };
 
-  // The lock already on while nothing is pressed: the next tap does nothing, the one after starts.
-  h.app->setupHotkey();
-  send(KeyCode::capsLock, 0);
-  EXPECT_EQ(starts(), 1);
-  EXPECT_EQ(stops(), 1);
-  send(KeyCode::capsLock, ModifierFlag::capsLock);
-  EXPECT_EQ(starts(), 2);
+class CapsLockLeftOnTest : public MonitoringTest, public ::testing::WithParamInterface<LockLeftOn> {
+ protected:
+  void tap(bool lockAfter) { send(KeyCode::capsLock, lockAfter ? ModifierFlag::capsLock : 0); }
+};
+
+TEST_P(CapsLockLeftOnTest, NextTapDoesNothingAndTheOneAfterStarts) {
+  switch (GetParam()) {
+    case LockLeftOn::atLaunch:
+      choose("capslock");
+      break;
+    case LockLeftOn::byReinstallDuringADictation:
+      choose("capslock");
+      tap(true);
+      h.app->setupHotkey();
+      break;
+    case LockLeftOn::byThePick:
+      h.app->setHotkeyCaptureActive(true);
+      tap(true);  // the tap that the picker takes
+      h.app->setHotkeyCaptureActive(false);
+      choose("capslock");
+      break;
+  }
+  const int startsBefore = starts();
+  tap(false);
+  EXPECT_EQ(starts(), startsBefore);
+  EXPECT_EQ(stops(), 0);
+  tap(true);
+  EXPECT_EQ(starts(), startsBefore + 1);
 }
+
+INSTANTIATE_TEST_SUITE_P(Ways, CapsLockLeftOnTest,
+                         ::testing::Values(LockLeftOn::atLaunch,
+                                           LockLeftOn::byReinstallDuringADictation,
+                                           LockLeftOn::byThePick));
 
 TEST_F(MonitoringTest, SetupForgetsAPressInProgress) {
   choose("fn");
