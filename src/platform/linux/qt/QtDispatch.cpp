@@ -61,12 +61,19 @@ void QtDispatch::async(std::function<void()> work) {
 }
 
 void QtDispatch::asyncAfter(double seconds, std::shared_ptr<WorkItem> item) {
-  auto delay = toMilliseconds(seconds);
-  // Timers belong to the thread that starts them, so the main thread starts this one.
-  async([delay, item = std::move(item)] {
+  const auto delay = toMilliseconds(seconds);
+  auto start = [delay, item = std::move(item)] {
     QTimer::singleShot(delay, Qt::PreciseTimer, QCoreApplication::instance(),
                        [item] { item->perform(); });
-  });
+  };
+  // Timers belong to the thread that starts them. On the main thread the delay runs from now,
+  // not from after the rest of this turn; other threads hand the start to the main thread.
+  QCoreApplication* application = QCoreApplication::instance();
+  if (application != nullptr && QThread::currentThread() == application->thread()) {
+    start();
+  } else {
+    async(std::move(start));
+  }
 }
 
 void QtDispatch::global(QualityOfService qos, std::function<void()> work) {
