@@ -22,6 +22,7 @@
 #include "platform/linux/desktop/QtAlerts.h"
 #include "platform/linux/desktop/QtPasteboard.h"
 #include "platform/linux/desktop/SingleInstance.h"
+#include "platform/linux/desktop/UrlMessage.h"
 #include "platform/linux/net/CurlUrlSessions.h"
 #include "platform/linux/qt/QtDispatch.h"
 #include "platform/linux/qt/StdoutOutput.h"
@@ -60,6 +61,8 @@ int main(int argc, char** argv) {
 
   // Settled before anything else: a later copy hands its link over here and then ends.
   SingleInstance instance(argc, argv);
+  // A link may carry a login token: once read, it must not stay readable in the command line.
+  eraseMurvelUrlArguments(argc, argv);
 
   // libcurl is initialised here, before any other thread exists.
   CurlUrlSessions urlSessions;

@@ -77,6 +77,10 @@ class MurvelProcess {
     return WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_);
   }
   void signal(int number) { ::kill(pid_, number); }
+  // The command line as other processes of the machine can read it.
+  std::string commandLine() const {
+    return readWholeFile("/proc/" + std::to_string(pid_) + "/cmdline").value_or("");
+  }
 
  private:
   pid_t pid_ = -1;
@@ -147,6 +151,8 @@ TEST_F(AppProcessTest, LinkThatStartsTheAppReachesItsHandler) {
   ASSERT_TRUE(waitFor([&] { return exchangedBodies().size() == 1; }));
   EXPECT_EQ(exchangedBodies()[0], R"({"login_token":"at-start"})");
   EXPECT_TRUE(first.running());
+  // The token was read, and is no longer there for other local users to read.
+  EXPECT_THAT(first.commandLine(), ::testing::Not(::testing::HasSubstr("at-start")));
 }
 
 TEST_F(AppProcessTest, KilledInstanceLeavesNothingThatBlocksTheNext) {
