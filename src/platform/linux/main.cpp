@@ -64,9 +64,11 @@ int main(int argc, char** argv) {
   // A link may carry a login token: once read, it must not stay readable in the command line.
   eraseMurvelUrlArguments(argc, argv);
 
-  // libcurl is initialised here, before any other thread exists.
-  CurlUrlSessions urlSessions;
+  // Made before the sessions and so destroyed after them: the sessions cancel what is still
+  // under way as they end, and those completions hop to the main queue.
   QtDispatch dispatch;
+  // libcurl is initialised here, before the sessions start threads of their own.
+  CurlUrlSessions urlSessions;
   FileUserDefaults userDefaults(FileUserDefaults::defaultPath());
   auto pulse = std::make_shared<PulseConnection>();
   PulseAudioRecorderFactory audioRecorders(pulse);
@@ -125,7 +127,9 @@ int main(int argc, char** argv) {
   }
 
   const int status = QApplication::exec();
-  // The delegate goes first: it uses every family above.
+  // Background work may still hold the delegate; once it has ended, the delegate goes first: it
+  // uses every family above.
+  dispatch.waitForGlobalWork();
   delegate.reset();
   return status;
 }

@@ -57,7 +57,9 @@ class QtTimer final : public Timer {
 }  // namespace
 
 void QtDispatch::async(std::function<void()> work) {
-  QMetaObject::invokeMethod(QCoreApplication::instance(), std::move(work), Qt::QueuedConnection);
+  // Posted to an application whose loop has ended, the work is dropped with the application.
+  if (QCoreApplication* application = QCoreApplication::instance())
+    QMetaObject::invokeMethod(application, std::move(work), Qt::QueuedConnection);
 }
 
 void QtDispatch::asyncAfter(double seconds, std::shared_ptr<WorkItem> item) {
@@ -87,6 +89,10 @@ std::shared_ptr<Timer> QtDispatch::scheduledRepeatingTimer(double interval,
 
 Date QtDispatch::now() const {
   return std::chrono::system_clock::now();
+}
+
+void QtDispatch::waitForGlobalWork() {
+  QThreadPool::globalInstance()->waitForDone();
 }
 
 }  // namespace murvel::linux_platform
