@@ -34,6 +34,10 @@ FakePlatform::FakePlatform(RealFamilies real)
                application,
                urlEvents,
                real.standardOutput != nullptr ? *real.standardOutput : standardOutput} {
+  for (std::vector<std::string>** entry :
+       {&workspace.journal, &urlSessions.journal, &keychain.journal, &eventMonitors.journal,
+        &userDefaults.journal})
+    *entry = &journal;
   workspace.temporary = directory.path() / "tmp";
   workspace.applicationSupport = directory.path() / "data";
   std::filesystem::create_directories(workspace.temporary);

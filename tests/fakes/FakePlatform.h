@@ -54,6 +54,8 @@ struct FakePlatform {
   FakeApplication application;
   FakeUrlEvents urlEvents;
   CapturingOutput standardOutput;
+  // The calls of several families in the order they came, as far as each notes them.
+  std::vector<std::string> journal;
 
   Platform platform;
 };

@@ -188,23 +188,27 @@ TEST_F(SessionTest, MissingOrEmptyAccessKeyEndsAfterTheStop) {
 
 TEST_F(SessionTest, OnlyAFileOfMoreThan4096BytesIsSent) {
   struct Case {
-    std::optional<std::size_t> bytes;
+    std::size_t bytes;  // what the recorder leaves at its stop
+    bool recordFails;   // record() returns false: no file at all, the session records on
     bool sent;
   };
-  for (const Case& c :
-       {Case{4096, false}, Case{4097, true}, Case{0, false}, Case{std::nullopt, false}}) {
+  for (const Case& c : {Case{4096, false, false}, Case{4097, false, true}, Case{0, false, false},
+                        Case{32044, true, false}}) {
     AppHarness one;
     one.fake.keychain.storeAccessKey("k");
     one.prepareSession();
-    if (c.bytes)
-      one.writeRecording(*c.bytes);
-    one.app->stopRecording();  // no recorder: the file as it lies decides
+    one.app->setupHotkey();
+    one.fake.audioRecorders.bytesPerRecording = c.bytes;
+    one.fake.audioRecorders.recordFails = c.recordFails;
+    one.press();
+    EXPECT_TRUE(one.app->isRecording);
+    one.release();
     one.fake.dispatch.runUntilIdle();
-    EXPECT_EQ(one.fake.urlSessions.tasksFor("/transcribe").size(), c.sent ? 1u : 0u)
-        << (c.bytes ? std::to_string(*c.bytes) : "missing");
+    EXPECT_EQ(one.fake.urlSessions.tasksFor("/transcribe").size(), c.sent ? 1u : 0u) << c.bytes;
     if (!c.sent) {
-      EXPECT_EQ(one.shown.back(),
-                State::error("Recording was too short. Hold the key a bit longer and speak."));
+      EXPECT_THAT(one.shown, ElementsAre(State::recording(), State::transcribing(),
+                                         State::error("Recording was too short. Hold the key a "
+                                                      "bit longer and speak.")));
       EXPECT_TRUE(one.trace().empty());
     }
   }

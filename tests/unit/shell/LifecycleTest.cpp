@@ -11,7 +11,14 @@ TEST(LifecycleTest, LaunchWithAnAccessKeyInstallsTheHotkeyAndShowsTheHintOncePer
   for (const std::string key : {"key-1", ""}) {  // an empty key still counts as a key here
     AppHarness h;
     h.fake.keychain.storeAccessKey(key);
+    h.fake.captureDevice.status = 0;  // a permission to ask for, once per version
     h.launch();
+    // The steps of launch, in their order, as far as they reach the platform.
+    EXPECT_THAT(h.fake.journal,
+                ElementsAre("runningApplications", "temporaryDirectory",
+                            "applicationSupportDirectory", "HEAD https://murvel.test/api/health",
+                            "keychain copy", "local monitor", "global monitor",
+                            "write lastPermissionsPromptVersion", "write lastLaunchHintVersion"));
     EXPECT_EQ(h.app->settings.cleanupMode(), "fast");
     ASSERT_TRUE(h.app->statusItem);
     EXPECT_TRUE(h.app->statusItem->presence.isVisible());
