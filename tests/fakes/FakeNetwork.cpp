@@ -91,11 +91,8 @@ TaskCompletion FakeUrlSessions::takeOldest(std::string_view suffix) {
 }
 
 void FakeUrlSessions::reply(std::string_view suffix, std::optional<std::string> body, long status) {
-  auto completion = takeOldest(suffix);
-  if (body)
-    completion(std::move(body), HttpResponse{status, {}}, std::nullopt);
-  else
-    completion(std::nullopt, std::nullopt, std::nullopt);
+  const auto response = body ? std::optional(HttpResponse{status, {}}) : std::nullopt;
+  takeOldest(suffix)(std::move(body), response, std::nullopt);
 }
 
 void FakeUrlSessions::fail(std::string_view suffix, PlatformError error) {

@@ -6,21 +6,6 @@
 namespace murvel::testing {
 namespace {
 
-using ::testing::ElementsAre;
-using State = DictationState;
-
-TEST(ExchangeTest, TransportFailureWinsAndIsWordedForThePerson) {
-  // A port where nothing listens: the connection is refused at once.
-  ServiceHarness s("http://127.0.0.1:9/api");
-  s.dictate();
-  ASSERT_EQ(s.last().kind, State::Kind::error);
-  EXPECT_EQ(s.last().message, "Could not connect to the server.");
-  EXPECT_THAT(s.maskedTrace(),
-              ElementsAre(::testing::StartsWith("[Murvel][ID][client_start]"),
-                          "[Murvel][ID][client_error] after_release_ms=# error=Could not connect "
-                          "to the server.\n"));
-}
-
 TEST(ExchangeTest, UploadCarriesTheFileAndItsHeadersInOrder) {
   struct Case {
     std::string mode;

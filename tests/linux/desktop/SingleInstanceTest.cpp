@@ -67,77 +67,71 @@ TEST(SingleInstance, HostileInputOnTheSocketIsDroppedAndServingGoesOn) {
   EXPECT_EQ(received, std::vector<std::string>{"murvel://auth?login_token=ok"});
 }
 
-// Where the lock may live, by how the environment stands. "-" names no place: then no copy
+// Where the lock may live as the environment stands. Under a fresh root lie "private", a
+// directory of mode 0700, and the row's one entry; HOME is "home". No expected place: no copy
 // starts at all.
+enum class Entry { privateDirectory, openDirectory, linkToPrivate, file };
+
 struct PlaceCase {
   std::string name;
-  std::string runtime;   // XDG_RUNTIME_DIR: "private", "open" (mode 0777), "link", "" unset
-  std::string state;     // "home" (~/.local/state), "xdg" (XDG_STATE_HOME), "link", "open",
-                         // "no home" (HOME is a file)
-  std::string expected;  // "runtime", "state" or "-"
+  std::string entry;  // where the entry lies
+  Entry kind;
+  std::string runtime;    // XDG_RUNTIME_DIR; unset when empty
+  std::string stateHome;  // XDG_STATE_HOME; unset when empty
+  std::string expected;
   friend void PrintTo(const PlaceCase& c, std::ostream* out) { *out << c.name; }
 };
 
 class LockPlaceTest : public ::testing::TestWithParam<PlaceCase> {};
 
 TEST_P(LockPlaceTest, LockLivesOnlyInAPlaceOfTheUsersOwn) {
+  namespace fs = std::filesystem;
   const PlaceCase& c = GetParam();
   QTemporaryDir root;
-  const std::filesystem::path base = root.path().toStdString();
-  const auto makeDirectory = [](const std::filesystem::path& path, std::filesystem::perms mode) {
-    std::filesystem::create_directories(path);
-    std::filesystem::permissions(path, mode);
+  const fs::path base = root.path().toStdString(), entry = base / c.entry;
+  fs::create_directories(entry.parent_path());
+  fs::create_directory(base / "private");
+  fs::permissions(base / "private", fs::perms::owner_all);
+  if (c.kind == Entry::linkToPrivate) {
+    fs::create_directory_symlink(base / "private", entry);
+  } else if (c.kind == Entry::file) {
+    std::ofstream(entry) << "not a directory";
+  } else {
+    fs::create_directory(entry);
+    fs::permissions(entry, c.kind == Entry::openDirectory ? fs::perms::all : fs::perms::owner_all);
+  }
+  const auto under = [&](const std::string& path) {
+    return path.empty() ? std::string() : (base / path).string();
   };
-  makeDirectory(base / "private", std::filesystem::perms::owner_all);
-  std::filesystem::path runtime = base / "private";
-  if (c.runtime == "open") {
-    runtime = base / "open";
-    makeDirectory(runtime, std::filesystem::perms::all);
-  } else if (c.runtime == "link") {
-    runtime = base / "link";
-    std::filesystem::create_directory_symlink(base / "private", runtime);
-  }
-  std::filesystem::path home = base / "home";
-  std::filesystem::path state = home / ".local/state";
-  if (c.state == "xdg") {
-    state = base / "xdg-state";
-  } else if (c.state == "link") {
-    std::filesystem::create_directories(state);
-    std::filesystem::create_directory_symlink(base / "private", state / "murvel");
-  } else if (c.state == "open") {
-    makeDirectory(state / "murvel", std::filesystem::perms::owner_all |
-                                        std::filesystem::perms::group_read |
-                                        std::filesystem::perms::others_read);
-  } else if (c.state == "no home") {
-    std::ofstream(home) << "not a directory";
-  }
+  const std::string runtime = under(c.runtime), state = under(c.stateHome);
   testing::ScopedEnv runtimeVariable("XDG_RUNTIME_DIR",
-                                     c.runtime.empty() ? nullptr : runtime.c_str());
-  testing::ScopedEnv stateVariable("XDG_STATE_HOME", c.state == "xdg" ? state.c_str() : nullptr);
-  testing::ScopedEnv homeVariable("HOME", home.c_str());
+                                     runtime.empty() ? nullptr : runtime.c_str());
+  testing::ScopedEnv stateVariable("XDG_STATE_HOME", state.empty() ? nullptr : state.c_str());
+  testing::ScopedEnv homeVariable("HOME", (base / "home").c_str());
 
-  const std::optional<std::filesystem::path> expected =
-      c.expected == "runtime" ? std::optional(runtime)
-      : c.expected == "state" ? std::optional(state / "murvel")
-                              : std::nullopt;
-  EXPECT_EQ(privateRuntimeDirectory(), expected);
+  const std::string expected = under(c.expected);
+  EXPECT_EQ(privateRuntimeDirectory().value_or("").string(), expected);
   const char* argv[] = {"murvel"};
   SingleInstance instance(1, argv);
-  EXPECT_EQ(instance.isPrimary(), expected.has_value());
-  if (expected) {
-    EXPECT_TRUE(instance.serverName().starts_with(expected->string() + "/"));
+  EXPECT_EQ(instance.isPrimary(), !expected.empty());
+  if (!expected.empty()) {
+    EXPECT_TRUE(instance.serverName().starts_with(expected + "/"));
   }
 }
 
+constexpr const char* stateDirectory = "home/.local/state/murvel";
+
 INSTANTIATE_TEST_SUITE_P(
     Places, LockPlaceTest,
-    ::testing::Values(PlaceCase{"PrivateRuntimeDirectory", "private", "home", "runtime"},
-                      PlaceCase{"OpenRuntimeDirectory", "open", "home", "state"},
-                      PlaceCase{"RuntimeDirectoryThroughALink", "link", "home", "state"},
-                      PlaceCase{"NoRuntimeDirectory", "", "xdg", "state"},
-                      PlaceCase{"StateDirectoryThroughALink", "", "link", "-"},
-                      PlaceCase{"StateDirectoryOpenToOthers", "", "open", "-"},
-                      PlaceCase{"NoHome", "", "no home", "-"}),
+    ::testing::Values(
+        PlaceCase{"PrivateRuntimeDirectory", "run", Entry::privateDirectory, "run", "", "run"},
+        PlaceCase{"OpenRuntimeDirectory", "run", Entry::openDirectory, "run", "", stateDirectory},
+        PlaceCase{"RuntimeDirectoryThroughALink", "run", Entry::linkToPrivate, "run", "",
+                  stateDirectory},
+        PlaceCase{"XdgStateHome", "state", Entry::privateDirectory, "", "state", "state/murvel"},
+        PlaceCase{"StateDirectoryThroughALink", stateDirectory, Entry::linkToPrivate, "", "", ""},
+        PlaceCase{"StateDirectoryOpenToOthers", stateDirectory, Entry::openDirectory, "", "", ""},
+        PlaceCase{"NoHome", "home", Entry::file, "", "", ""}),
     [](const auto& info) { return info.param.name; });
 
 TEST(UrlEvents, TheLaunchUrlReachesAHandlerSetLaterExactlyOnce) {

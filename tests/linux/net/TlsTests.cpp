@@ -1,7 +1,6 @@
 #include <httplib.h>
 
 #include <cstdlib>
-#include <fstream>
 
 #include "NetTestSupport.h"
 #include "platform/linux/net/CurlUrlSession.h"
@@ -11,57 +10,18 @@ namespace {
 
 using linux_platform::UrlErrorCode;
 
-// A loopback HTTPS peer whose certificate, for "localhost" alone, a test authority made just now.
-class TlsPeer {
- public:
-  explicit TlsPeer(const std::filesystem::path& directory) : authority(directory / "ca.pem") {
-    std::ofstream(directory / "server.ext")
-        << "subjectAltName=DNS:localhost\nbasicConstraints=CA:FALSE\n";
-    const std::string in = "cd '" + directory.string() + "' && ";
-    const std::string newKey = " -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes";
-    const std::string quiet = " 2>/dev/null";
-    made_ = std::system((in + "openssl req -x509" + newKey +
-                         " -keyout ca.key -out ca.pem -days 2 -subj '/CN=Murvel Test CA'" + quiet)
-                            .c_str()) == 0 &&
-            std::system((in + "openssl req" + newKey +
-                         " -keyout server.key -out server.csr -subj '/CN=localhost'" + quiet)
-                            .c_str()) == 0 &&
-            std::system((in +
-                         "openssl x509 -req -in server.csr -CA ca.pem -CAkey ca.key "
-                         "-CAcreateserial -days 2 -extfile server.ext -out server.pem" +
-                         quiet)
-                            .c_str()) == 0;
-    if (!made_)
-      return;
-    server_ = std::make_unique<httplib::SSLServer>((directory / "server.pem").c_str(),
-                                                   (directory / "server.key").c_str());
-    server_->Get("/api/account/info", [](const httplib::Request&, httplib::Response& response) {
-      response.set_content(R"({"email":"a@b.c"})", "application/json");
-    });
-    port_ = server_->bind_to_any_port("127.0.0.1");
-    // Bound is listening: a connection waits in the backlog until the thread accepts it.
-    thread_ = std::thread([this] { server_->listen_after_bind(); });
-  }
-  ~TlsPeer() {
-    if (server_)
-      server_->stop();
-    if (thread_.joinable())
-      thread_.join();
-  }
-
-  bool ready() const { return made_ && server_->is_valid() && port_ > 0; }
-  std::string url(const std::string& host) const {
-    return "https://" + host + ":" + std::to_string(port_) + "/api/account/info";
-  }
-
-  const std::filesystem::path authority;
-
- private:
-  bool made_ = false;
-  std::unique_ptr<httplib::SSLServer> server_;
-  int port_ = 0;
-  std::thread thread_;
-};
+// A test authority, and a certificate it signed for "localhost" alone, made in `directory`.
+bool makeCertificates(const std::filesystem::path& directory) {
+  const std::string key = " -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 2";
+  const std::string script =
+      "cd '" + directory.string() + "' && exec 2>/dev/null" +
+      " && printf 'subjectAltName=DNS:localhost\\nbasicConstraints=CA:FALSE\\n' > server.ext" +
+      " && openssl req -x509" + key + " -keyout ca.key -out ca.pem -subj '/CN=Murvel Test CA'" +
+      " && openssl req" + key + " -keyout server.key -out server.csr -subj '/CN=localhost'" +
+      " && openssl x509 -req -in server.csr -CA ca.pem -CAkey ca.key -CAcreateserial -days 2" +
+      " -extfile server.ext -out server.pem";
+  return std::system(script.c_str()) == 0;
+}
 
 struct TrustCase {
   const char* name;
@@ -75,13 +35,23 @@ class TlsTest : public NetTest, public ::testing::WithParamInterface<TrustCase> 
 
 TEST_P(TlsTest, PeerIsVerifiedByAuthorityAndName) {
   const TrustCase& c = GetParam();
-  TlsPeer peer(directory);
-  ASSERT_TRUE(peer.ready()) << "openssl could not make the test certificates";
+  ASSERT_TRUE(makeCertificates(directory)) << "openssl could not make the test certificates";
+  httplib::SSLServer peer((directory / "server.pem").c_str(), (directory / "server.key").c_str());
+  peer.Get("/api/account/info", [](const httplib::Request&, httplib::Response& response) {
+    response.set_content(R"({"email":"a@b.c"})", "application/json");
+  });
+  // Once bound it listens: a connection waits in the backlog until the thread accepts it.
+  const int port = peer.bind_to_any_port("127.0.0.1");
+  ASSERT_GT(port, 0);
+  std::thread serving([&] { peer.listen_after_bind(); });
   session = std::make_shared<linux_platform::CurlUrlSession>(
-      configuration(), c.trustTheTestAuthority ? std::optional(peer.authority) : std::nullopt);
+      configuration(),
+      c.trustTheTestAuthority ? std::optional(directory / "ca.pem") : std::nullopt);
+  const std::string url = "https://" + c.host + ":" + std::to_string(port) + "/api/account/info";
 
-  const Outcome outcome =
-      log.run(session->dataTask(makeRequest(peer.url(c.host), "GET"), log.record()));
+  const Outcome outcome = log.run(session->dataTask(makeRequest(url, "GET"), log.record()));
+  peer.stop();
+  serving.join();
 
   if (c.accepted) {
     EXPECT_FALSE(outcome.error);

@@ -4,6 +4,9 @@ namespace murvel::testing {
 namespace {
 
 using State = DictationState;
+using Trail = std::vector<std::string>;
+using Answer = std::function<void(FakeUrlSessions&)>;
+using Step = std::function<void(AppHarness&)>;
 
 std::string start(const std::string& mode = "off") {
   return "[Murvel][ID][client_start] audio_bytes=32044 cleanup_mode=" + mode +
@@ -14,19 +17,36 @@ const std::string response =
 std::string pasted(const std::string& mode = "off") {
   return "[Murvel][ID][paste_posted] after_release_ms=# cleanup_mode=" + mode + " text_chars=11\n";
 }
+std::string clientError(const std::string& error) {
+  return "[Murvel][ID][client_error] after_release_ms=# error=" + error + "\n";
+}
+const Trail delivered = {start(), response, pasted()}, judged = {start(), response};
 const State hello = State::done("hello world", 2, 60);
+const State unexpected = State::error("Unexpected response.");
 const RunningApplication editor{"org.example.Editor", "Editor", 501, 77};
+
+// The upload's reply: a body (none: neither data nor error) with its status, or a failure.
+Answer with(std::optional<std::string> body, int status = 200) {
+  return [=](FakeUrlSessions& network) {
+    network.reply("/transcribe", body, status);
+  };
+}
+Answer failure(const std::string& sentence) {
+  return [=](FakeUrlSessions& network) {
+    network.fail("/transcribe", {"net", -1004, sentence});
+  };
+}
+const std::string cleanText = R"({"text":"hello world","cleanup_attempted":false})";
 
 // One dictation in mode "off", pressed in the editor: what the upload carried, what the reply
 // made of it on the panel, and the trace.
 struct ReplyCase {
   std::string name;
-  std::optional<std::string> body;  // nothing: the task ends with neither data nor an error
-  int status = 200;
+  Answer answer;
   State shown;
-  std::vector<std::string> trail;
-  std::function<void(AppHarness&)> whileRecording = {};
-  std::function<void(AppHarness&)> beforeTheReply = {};
+  Trail trail;
+  Step whileRecording = nullptr;
+  Step beforeTheReply = nullptr;
   HttpHeaders sent = {};
   bool recordingAtTheEnd = false;
   friend void PrintTo(const ReplyCase& c, std::ostream* out) { *out << c.name; }
@@ -56,7 +76,7 @@ TEST_P(ExchangeReplyTest, ReplyIsJudgedByItsKeysAlone) {
 
   if (c.beforeTheReply)
     c.beforeTheReply(h);
-  h.fake.urlSessions.reply("/transcribe", c.body, c.status);
+  c.answer(h.fake.urlSessions);
   h.fake.dispatch.runUntilIdle();
   h.fake.dispatch.advance(0.1);
   EXPECT_EQ(h.shown.back(), c.shown);
@@ -64,101 +84,63 @@ TEST_P(ExchangeReplyTest, ReplyIsJudgedByItsKeysAlone) {
   EXPECT_EQ(h.app && h.app->isRecording, c.recordingAtTheEnd);
 }
 
+const std::string connectFailed = "Could not connect to the server.";
+const Trail startOnly = {start()}, noResponse = {start(), clientError("no_response")},
+            failed = {start(), clientError(connectFailed)},
+            smart = {start("smart"), response, pasted("smart")},
+            fast = {start("fast"), response, pasted("fast")};
+const HttpHeaders smartAndEditorTone = {{"X-Murvel-Cleanup-Mode", "smart"},
+                                        {"X-Murvel-Tone", "formal"}},
+                  editorTone = {{"X-Murvel-Tone", "formal"}};
+const Step chooseSmart = [](AppHarness& h) {
+  h.app->settings.setCleanupMode("smart");
+};
+const Step chooseFastInAnotherApplication = [](AppHarness& h) {
+  h.app->settings.setCleanupMode("fast");
+  h.fake.workspace.frontmost = RunningApplication{"org.example.Chat", "Chat", 9};
+};
+const Step pressAgain = [](AppHarness& h) {
+  h.press();
+};
+const Step dropTheDelegate = [](AppHarness& h) {
+  h.app.reset();
+};
+const std::string text = R"({"text":"hello world"})";
+
 INSTANTIATE_TEST_SUITE_P(
     Replies, ExchangeReplyTest,
     ::testing::Values(
-        ReplyCase{"Text", R"({"text":"hello world"})", 200, hello, {start(), response, pasted()}},
-        ReplyCase{"TextWithServerError",
-                  R"({"text":"hello world","error":"ignored"})",
-                  500,
-                  hello,
-                  {start(), response, pasted()}},
-        ReplyCase{"TextWithClientError",
-                  R"({"text":"hello world"})",
-                  422,
-                  hello,
-                  {start(), response, pasted()}},
-        ReplyCase{"ErrorString",
-                  R"({"error":"Your access key was revoked."})",
-                  401,
-                  State::error("Your access key was revoked."),
-                  {start(), response}},
-        ReplyCase{"EmptyTextAndError",
-                  R"({"text":"","error":"Nothing was heard."})",
-                  200,
-                  State::error("Nothing was heard."),
-                  {start(), response}},
-        ReplyCase{
-            "EmptyErrorString", R"({"error":""})", 200, State::error(""), {start(), response}},
-        ReplyCase{"ErrorMessage",
-                  R"({"text":7,"error":{"message":"Slow down."}})",
-                  429,
-                  State::error("Slow down."),
-                  {start(), response}},
-        ReplyCase{"ErrorWithoutMessage",
-                  R"({"error":{"code":3}})",
-                  500,
-                  State::error("Unexpected response."),
-                  {start(), response}},
-        ReplyCase{"MessageNotAString",
-                  R"({"error":{"message":false}})",
-                  500,
-                  State::error("Unexpected response."),
-                  {start(), response}},
-        ReplyCase{
-            "EmptyObject", "{}", 200, State::error("Unexpected response."), {start(), response}},
-        ReplyCase{"Array",
-                  R"(["hello"])",
-                  200,
-                  State::error("Unexpected response."),
-                  {start(), response}},
-        ReplyCase{"NotJSON", "<html>busy</html>", 200, State::error("Parse error."), {start()}},
-        ReplyCase{"EmptyBody", "", 204, State::error("Parse error."), {start()}},
-        ReplyCase{"BareString", R"("hello")", 200, State::error("Parse error."), {start()}},
-        ReplyCase{"NoData",
-                  std::nullopt,
-                  200,
-                  State::error("No response from server."),
-                  {start(), "[Murvel][ID][client_error] after_release_ms=# error=no_response\n"}},
+        ReplyCase{"Text", with(text), hello, delivered},
+        ReplyCase{"TextWithServerError", with(R"({"text":"hello world","error":"no"})", 500), hello,
+                  delivered},
+        ReplyCase{"TextWithClientError", with(text, 422), hello, delivered},
+        ReplyCase{"ErrorString", with(R"({"error":"Revoked."})", 401), State::error("Revoked."),
+                  judged},
+        ReplyCase{"EmptyTextAndError", with(R"({"text":"","error":"Nothing heard."})"),
+                  State::error("Nothing heard."), judged},
+        ReplyCase{"EmptyErrorString", with(R"({"error":""})"), State::error(""), judged},
+        ReplyCase{"ErrorMessage", with(R"({"text":7,"error":{"message":"Slow down."}})", 429),
+                  State::error("Slow down."), judged},
+        ReplyCase{"ErrorWithoutMessage", with(R"({"error":{"code":3}})", 500), unexpected, judged},
+        ReplyCase{"MessageNotAString", with(R"({"error":{"message":false}})"), unexpected, judged},
+        ReplyCase{"EmptyObject", with("{}"), unexpected, judged},
+        ReplyCase{"Array", with(R"(["hello"])"), unexpected, judged},
+        ReplyCase{"NotJSON", with("<html>busy</html>"), State::error("Parse error."), startOnly},
+        ReplyCase{"EmptyBody", with("", 204), State::error("Parse error."), startOnly},
+        ReplyCase{"BareString", with(R"("hello")"), State::error("Parse error."), startOnly},
+        ReplyCase{"NoData", with(std::nullopt), State::error("No response from server."),
+                  noResponse},
+        ReplyCase{"TransportFailure", failure(connectFailed), State::error(connectFailed), failed},
         // The mode is read at the release, the tone from the application noted at the press.
-        ReplyCase{"ModeOfTheRelease",
-                  R"({"text":"hello world","cleanup_attempted":false})",
-                  200,
-                  hello,
-                  {start("smart"), response, pasted("smart")},
-                  [](AppHarness& h) { h.app->settings.setCleanupMode("smart"); },
-                  {},
-                  {{"X-Murvel-Cleanup-Mode", "smart"}, {"X-Murvel-Tone", "formal"}}},
-        ReplyCase{"ToneOfTheApplicationAtThePress",
-                  R"({"text":"hello world","cleanup_attempted":false})",
-                  200,
-                  hello,
-                  {start("fast"), response, pasted("fast")},
-                  [](AppHarness& h) {
-                    h.app->settings.setCleanupMode("fast");
-                    h.fake.workspace.frontmost = RunningApplication{"org.example.Chat", "Chat", 9};
-                  },
-                  {},
-                  {{"X-Murvel-Tone", "formal"}}},
+        ReplyCase{"ModeOfTheRelease", with(cleanText), hello, smart, chooseSmart, nullptr,
+                  smartAndEditorTone},
+        ReplyCase{"ToneOfTheApplicationAtThePress", with(cleanText), hello, fast,
+                  chooseFastInAnotherApplication, nullptr, editorTone},
         // A reply is delivered over a recording that runs, and leaves it running.
-        ReplyCase{"DuringANewRecording",
-                  R"({"text":"hello world"})",
-                  200,
-                  hello,
-                  {start(), response, pasted()},
-                  {},
-                  [](AppHarness& h) { h.press(); },
-                  {},
-                  true},
-        ReplyCase{"AfterTheDelegateIsGone",
-                  R"({"text":"hello world"})",
-                  200,
-                  State::transcribing(),
-                  {start()},
-                  {},
-                  [](AppHarness& h) {
-                    h.app.reset();
-                  }}),
+        ReplyCase{"DuringANewRecording", with(text), hello, delivered, nullptr, pressAgain,
+                  HttpHeaders(), true},
+        ReplyCase{"AfterTheDelegateIsGone", with(text), State::transcribing(), startOnly, nullptr,
+                  dropTheDelegate}),
     [](const auto& info) { return info.param.name; });
 
 }  // namespace

@@ -222,42 +222,6 @@ TEST_F(SessionTest, DurationIsZeroWithoutARecordingStart) {
   EXPECT_THAT(h.trace()[0], ::testing::HasSubstr(" record_ms=0.0\n"));
 }
 
-TEST_F(SessionTest, OverlappingDictationsKeepTheirOwnValues) {
-  h.fake.userDefaults.setObject(PropertyValue("smart"), "cleanupMode");
-  h.app->settings.setAppTones({{"com.example.editor", "formal"}});
-  h.press();
-  h.fake.dispatch.advance(2.0);
-  h.release();
-  h.fake.dispatch.runUntilIdle();
-
-  // The second dictation starts in another application, in another mode.
-  h.fake.workspace.frontmost = RunningApplication{"com.example.chat", "Chat", 600, 88};
-  h.app->settings.setCleanupMode("off");
-  h.press();
-  h.fake.dispatch.advance(3.0);
-  h.release();
-  h.fake.dispatch.runUntilIdle();
-
-  ASSERT_EQ(uploads().size(), 2u);
-  const auto& first = uploads()[0]->request;
-  const auto& second = uploads()[1]->request;
-  EXPECT_EQ(first.valueForHTTPHeaderField("X-Murvel-Cleanup-Mode"), "smart");
-  EXPECT_EQ(first.valueForHTTPHeaderField("X-Murvel-Tone"), "formal");
-  EXPECT_EQ(second.valueForHTTPHeaderField("X-Murvel-Cleanup-Mode"), "off");
-  EXPECT_EQ(second.valueForHTTPHeaderField("X-Murvel-Tone"), std::nullopt);
-  const auto firstID = first.valueForHTTPHeaderField("X-Murvel-Trace-ID");
-  const auto secondID = second.valueForHTTPHeaderField("X-Murvel-Trace-ID");
-  ASSERT_TRUE(firstID && secondID);
-  EXPECT_NE(*firstID, *secondID);
-  for (const auto& id : {*firstID, *secondID}) {
-    EXPECT_THAT(id, ::testing::MatchesRegex("[0-9A-F]{8}"));
-  }
-  const auto trace = h.trace();
-  ASSERT_EQ(trace.size(), 2u);
-  EXPECT_THAT(trace[0], ::testing::HasSubstr("record_ms=2000.0"));
-  EXPECT_THAT(trace[1], ::testing::HasSubstr("record_ms=3000.0"));
-}
-
 TEST_F(SessionTest, DelegateGoneBeforeTheBackgroundStageStopsInSilence) {
   h.writeRecording(5000);
   h.app->stopRecording();
