@@ -1,6 +1,7 @@
 #include "common/Files.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -37,6 +38,18 @@ bool writeAll(int fd, std::string_view bytes) {
 }
 
 }  // namespace
+
+bool createPrivateDirectories(const std::filesystem::path& directory) {
+  std::error_code error;
+  if (directory.empty() || std::filesystem::is_directory(directory, error))
+    return true;
+  const std::filesystem::path parent = directory.parent_path();
+  if (parent != directory && !createPrivateDirectories(parent))
+    return false;
+  if (::mkdir(directory.c_str(), 0700) != 0 && errno != EEXIST)
+    return false;
+  return std::filesystem::is_directory(directory, error);
+}
 
 bool writeFileAtomically(const std::filesystem::path& path, std::string_view bytes,
                          bool flushToDisk) {

@@ -5,6 +5,7 @@
 
 #include <fstream>
 #include <memory>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -83,6 +84,16 @@ class AppHarness {
   }
 
   std::vector<std::string> trace() const { return fake.standardOutput.lines(); }
+  // The trace with every time field's value masked, so trails compare line by line.
+  std::vector<std::string> maskedTrace() const {
+    static const std::regex times(R"((_ms=)-?[0-9]+\.[0-9])");
+    static const std::regex id(R"(\]\[[0-9A-F]{8}\]\[)");
+    std::vector<std::string> lines;
+    for (const auto& line : trace()) {
+      lines.push_back(std::regex_replace(std::regex_replace(line, times, "$1#"), id, "][ID]["));
+    }
+    return lines;
+  }
   std::filesystem::path recordingFile() const {
     return fake.workspace.temporary / "murvel_recording.wav";
   }

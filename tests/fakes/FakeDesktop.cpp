@@ -14,6 +14,8 @@ long FakeAlerts::runModal(const Alert& alert) {
 
 std::optional<MonitorToken> FakeEventMonitors::addLocalMonitor(
     std::uint64_t mask, std::function<std::optional<KeyEvent>(const KeyEvent&)> handler) {
+  if (journal)
+    journal->push_back("local monitor");
   if (refuse)
     return std::nullopt;
   local_[next_] = {mask, std::move(handler)};
@@ -22,6 +24,8 @@ std::optional<MonitorToken> FakeEventMonitors::addLocalMonitor(
 
 std::optional<MonitorToken> FakeEventMonitors::addGlobalMonitor(
     std::uint64_t mask, std::function<void(const KeyEvent&)> handler) {
+  if (journal)
+    journal->push_back("global monitor");
   if (refuse)
     return std::nullopt;
   global_[next_] = {mask, std::move(handler)};

@@ -19,7 +19,10 @@ namespace murvel::testing {
 class FakeWorkspace final : public Workspace {
  public:
   std::optional<RunningApplication> frontmostApplication() override { return frontmost; }
-  std::vector<RunningApplication> runningApplications() override { return running; }
+  std::vector<RunningApplication> runningApplications() override {
+    note("runningApplications");
+    return running;
+  }
   void activate(const RunningApplication& application) override {
     activated.push_back(application);
   }
@@ -27,8 +30,12 @@ class FakeWorkspace final : public Workspace {
     opened.push_back(url);
     return true;
   }
-  std::filesystem::path temporaryDirectory() override { return temporary; }
+  std::filesystem::path temporaryDirectory() override {
+    note("temporaryDirectory");
+    return temporary;
+  }
   std::optional<std::filesystem::path> applicationSupportDirectory() override {
+    note("applicationSupportDirectory");
     return applicationSupport;
   }
 
@@ -38,6 +45,13 @@ class FakeWorkspace final : public Workspace {
   std::vector<std::string> opened;
   std::filesystem::path temporary;
   std::optional<std::filesystem::path> applicationSupport;
+  std::vector<std::string>* journal = nullptr;  // gets the name of each call that is noted
+
+ private:
+  void note(const char* call) const {
+    if (journal)
+      journal->push_back(call);
+  }
 };
 
 class FakeApplication final : public Application {
@@ -111,6 +125,7 @@ class FakeEventMonitors final : public EventMonitors {
 
   bool refuse = false;  // set: the platform makes no monitor
   std::vector<MonitorToken> removed;
+  std::vector<std::string>* journal = nullptr;  // gets "local monitor" or "global monitor"
 
  private:
   struct Local {

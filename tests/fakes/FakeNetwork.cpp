@@ -39,6 +39,8 @@ class FakeSession final : public UrlSession {
     task->uploadFile = std::move(file);
     task->completion = std::move(completion);
     task->session = configuration_;
+    if (owner_.journal)
+      owner_.journal->push_back(task->request.httpMethod + " " + task->request.url);
     owner_.tasks.push_back(task);
     return std::make_shared<FakeTask>(task);
   }
@@ -88,8 +90,9 @@ TaskCompletion FakeUrlSessions::takeOldest(std::string_view suffix) {
   };
 }
 
-void FakeUrlSessions::reply(std::string_view suffix, std::string body, long status) {
-  takeOldest(suffix)(std::move(body), HttpResponse{status, {}}, std::nullopt);
+void FakeUrlSessions::reply(std::string_view suffix, std::optional<std::string> body, long status) {
+  const auto response = body ? std::optional(HttpResponse{status, {}}) : std::nullopt;
+  takeOldest(suffix)(std::move(body), response, std::nullopt);
 }
 
 void FakeUrlSessions::fail(std::string_view suffix, PlatformError error) {

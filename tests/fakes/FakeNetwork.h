@@ -24,12 +24,14 @@ class FakeUrlSessions final : public UrlSessions {
 
   // The resumed tasks whose URL ends with `suffix`, oldest first.
   std::vector<std::shared_ptr<Task>> tasksFor(std::string_view suffix) const;
-  // Completes the oldest uncompleted resumed task for `suffix` with a body.
-  void reply(std::string_view suffix, std::string body, long status = 200);
+  // Completes the oldest uncompleted resumed task for `suffix` with a body; with none, with
+  // neither data nor an error.
+  void reply(std::string_view suffix, std::optional<std::string> body, long status = 200);
   void fail(std::string_view suffix, PlatformError error);
 
   std::vector<UrlSessionConfiguration> configurations;
   std::vector<std::shared_ptr<Task>> tasks;
+  std::vector<std::string>* journal = nullptr;  // gets "<method> <url>" for each task made
 
  private:
   // The completion of the oldest resumed task on `suffix` not yet completed, taken from it.

@@ -37,6 +37,10 @@ FakePlatform::FakePlatform(RealFamilies real)
                statusBar,
                windowServer,
                dateFormatter} {
+  for (std::vector<std::string>** entry :
+       {&workspace.journal, &urlSessions.journal, &keychain.journal, &eventMonitors.journal,
+        &userDefaults.journal})
+    *entry = &journal;
   workspace.temporary = directory.path() / "tmp";
   workspace.applicationSupport = directory.path() / "data";
   std::filesystem::create_directories(workspace.temporary);

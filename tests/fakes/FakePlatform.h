@@ -58,6 +58,8 @@ struct FakePlatform {
   FakeStatusBar statusBar;
   FakeWindowServer windowServer;
   FakeDateFormatter dateFormatter;
+  // The calls of several families in the order they came, as far as each notes them.
+  std::vector<std::string> journal;
 
   Platform platform;
 };

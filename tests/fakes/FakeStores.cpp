@@ -13,6 +13,8 @@ std::optional<PropertyValue> FakeUserDefaults::persistentObject(std::string_view
 
 void FakeUserDefaults::setObject(const PropertyValue& value, std::string_view key) {
   writes.emplace_back(std::string(key), value);
+  if (journal)
+    journal->push_back("write " + std::string(key));
   if (value.is_null()) {
     stored.erase(std::string(key));
   } else {
@@ -21,14 +23,14 @@ void FakeUserDefaults::setObject(const PropertyValue& value, std::string_view ke
 }
 
 KeychainStatus FakeKeychain::itemDelete(const KeychainQuery& query) {
-  calls.push_back({"delete", query});
+  record("delete", query);
   if (failWith)
     return *failWith;
   return items.erase({query.service, query.account}) > 0 ? errSecSuccess : errSecItemNotFound;
 }
 
 KeychainStatus FakeKeychain::itemAdd(const KeychainQuery& attributes) {
-  calls.push_back({"add", attributes});
+  record("add", attributes);
   if (failWith)
     return *failWith;
   const auto key = std::make_pair(attributes.service, attributes.account);
@@ -40,7 +42,7 @@ KeychainStatus FakeKeychain::itemAdd(const KeychainQuery& attributes) {
 
 KeychainStatus FakeKeychain::itemCopyMatching(const KeychainQuery& query,
                                               std::optional<std::vector<std::uint8_t>>& result) {
-  calls.push_back({"copy", query});
+  record("copy", query);
   if (failWith)
     return *failWith;
   auto found = items.find({query.service, query.account});
@@ -49,6 +51,12 @@ KeychainStatus FakeKeychain::itemCopyMatching(const KeychainQuery& query,
   if (query.returnData)
     result = found->second;
   return errSecSuccess;
+}
+
+void FakeKeychain::record(const std::string& operation, const KeychainQuery& query) {
+  calls.push_back({operation, query});
+  if (journal)
+    journal->push_back("keychain " + operation);
 }
 
 void FakeKeychain::storeAccessKey(const std::string& key) {

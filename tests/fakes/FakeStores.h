@@ -20,6 +20,7 @@ class FakeUserDefaults final : public UserDefaults {
 
   std::map<std::string, PropertyValue, std::less<>> stored;
   std::vector<std::pair<std::string, PropertyValue>> writes;
+  std::vector<std::string>* journal = nullptr;  // gets "write <key>" for each write
 };
 
 // A keychain in memory with the status codes of the real one. Every call is recorded.
@@ -38,9 +39,13 @@ class FakeKeychain final : public KeychainBackend {
     KeychainQuery query;
   };
   std::vector<Call> calls;
+  std::vector<std::string>* journal = nullptr;  // gets "keychain <operation>" for each call
   std::map<std::pair<std::string, std::string>, std::vector<std::uint8_t>> items;
   // When set, every call fails with this status, as a locked keyring does.
   std::optional<KeychainStatus> failWith;
+
+ private:
+  void record(const std::string& operation, const KeychainQuery& query);
 };
 
 // Standard output that keeps the lines. Safe from any thread.

@@ -79,55 +79,5 @@ TEST(CompleteDictationTest, PressSpeakReleaseAndTheTextIsPasted) {
                                            "cleanup_mode=fast text_chars=16")));
 }
 
-// Two dictations in flight at once: each is delivered when its own reply arrives, the later
-// one first here.
-TEST(CompleteDictationTest, OverlappingDictationsAreEachDeliveredWhenTheirReplyComes) {
-  ServiceHarness s;
-  s.h.app->settings.setCleanupMode("off");
-  std::mutex mutex;
-  std::condition_variable released;
-  bool firstMayAnswer = false;
-  Server slowFirst([&](const Server::Request& request) {
-    if (ScriptedService::pathOf(request) != "/api/transcribe")
-      return Server::Answer{200, ""};
-    const bool first = request.body.size() == 32044;
-    if (first) {
-      std::unique_lock lock(mutex);
-      released.wait_for(lock, std::chrono::seconds(20), [&] { return firstMayAnswer; });
-      return Server::Answer{200, R"({"text":"first dictation"})"};
-    }
-    return Server::Answer{200, R"({"text":"second one"})"};
-  });
-  linux_platform::CurlUrlSessions sessions;
-  AppHarness h(slowFirst.url("/api"), RealFamilies{&sessions});
-  h.fake.keychain.storeAccessKey("k");
-  h.prepareSession();
-  h.app->setupHotkey();
-
-  h.press();
-  h.fake.dispatch.advance(1.0);
-  h.release();
-  h.fake.dispatch.runUntilIdle();  // the first upload is on its way
-  h.fake.audioRecorders.bytesPerRecording = 64044;
-  h.press();
-  h.fake.dispatch.advance(2.0);
-  h.release();
-  ASSERT_TRUE(h.fake.dispatch.runUntil([&] { return h.app->history.size() == 1; }));
-  EXPECT_EQ(h.app->history[0].text, "second one");
-  {
-    std::lock_guard lock(mutex);
-    firstMayAnswer = true;
-  }
-  released.notify_all();
-  ASSERT_TRUE(h.fake.dispatch.runUntil([&] { return h.app->history.size() == 2; }))
-      << ::testing::PrintToString(h.shown) << " requests " << slowFirst.requests().size()
-      << " first body " << (slowFirst.requests().empty() ? 0 : slowFirst.requests()[0].body.size());
-  EXPECT_EQ(h.app->history[0].text, "first dictation");
-  EXPECT_EQ(h.app->history[0].duration, 1.0);
-  EXPECT_EQ(h.app->history[1].duration, 2.0);
-  h.fake.dispatch.advance(0.1);
-  EXPECT_EQ(h.fake.keyEventPoster.posted.size(), 4u);
-}
-
 }  // namespace
 }  // namespace murvel::testing

@@ -22,6 +22,7 @@
 #include "platform/linux/desktop/QtAlerts.h"
 #include "platform/linux/desktop/QtPasteboard.h"
 #include "platform/linux/desktop/SingleInstance.h"
+#include "platform/linux/desktop/UrlMessage.h"
 #include "platform/linux/net/CurlUrlSessions.h"
 #include "platform/linux/qt/QtDispatch.h"
 #include "platform/linux/qt/StdoutOutput.h"
@@ -33,6 +34,7 @@
 #include "platform/linux/x11/X11EventMonitors.h"
 #include "platform/linux/x11/X11KeyEventPoster.h"
 #include "shell/AppDelegate.h"
+#include "stores/Settings.h"
 
 namespace {
 
@@ -59,10 +61,14 @@ int main(int argc, char** argv) {
 
   // Settled before anything else: a later copy hands its link over here and then ends.
   SingleInstance instance(argc, argv);
+  // A link may carry a login token: once read, it must not stay readable in the command line.
+  eraseMurvelUrlArguments(argc, argv);
 
-  // libcurl is initialised here, before any other thread exists.
-  CurlUrlSessions urlSessions;
+  // Made before the sessions and so destroyed after them: the sessions cancel what is still
+  // under way as they end, and those completions hop to the main queue.
   QtDispatch dispatch;
+  // libcurl is initialised here, before the sessions start threads of their own.
+  CurlUrlSessions urlSessions;
   FileUserDefaults userDefaults(FileUserDefaults::defaultPath());
   auto pulse = std::make_shared<PulseConnection>();
   PulseAudioRecorderFactory audioRecorders(pulse);
@@ -78,6 +84,10 @@ int main(int argc, char** argv) {
   // The paste keystrokes Murvel sends must not come back as the user's own keys.
   auto ownKeys = std::make_shared<SyntheticKeyLedger>();
   X11EventMonitors eventMonitors(ownKeys);
+  // X hardly ever sees Fn: without a key for it, Right Control is the hotkey until one is chosen.
+  // Registered, so in memory only: a stored choice always wins.
+  if (!eventMonitors.hasFunctionKey())
+    userDefaults.registerDefaults(PropertyValue{{std::string(SettingsKey::hotkey), "right_ctrl"}});
   X11KeyEventPoster keyEventPoster(ownKeys);
   QtPasteboard pasteboard;
   X11Accessibility accessibility;
@@ -117,7 +127,9 @@ int main(int argc, char** argv) {
   }
 
   const int status = QApplication::exec();
-  // The delegate goes first: it uses every family above.
+  // Background work may still hold the delegate; once it has ended, the delegate goes first: it
+  // uses every family above.
+  dispatch.waitForGlobalWork();
   delegate.reset();
   return status;
 }

@@ -3,8 +3,14 @@
 #include <QCoreApplication>
 #include <QLocalSocket>
 #include <QProcess>
+#include <QTemporaryDir>
 #include <QTest>
+#include <filesystem>
+#include <fstream>
 
+#include "DesktopTestSupport.h"
+
+#include "platform/linux/desktop/InstanceLock.h"
 #include "platform/linux/desktop/LinuxUrlEvents.h"
 #include "platform/linux/desktop/SingleInstance.h"
 
@@ -60,6 +66,73 @@ TEST(SingleInstance, HostileInputOnTheSocketIsDroppedAndServingGoesOn) {
   EXPECT_TRUE(send("murvel://auth?login_token=ok\nmurvel://auth?login_token=second\n"));
   EXPECT_EQ(received, std::vector<std::string>{"murvel://auth?login_token=ok"});
 }
+
+// Where the lock may live as the environment stands. Under a fresh root lie "private", a
+// directory of mode 0700, and the row's one entry; HOME is "home". No expected place: no copy
+// starts at all.
+enum class Entry { privateDirectory, openDirectory, linkToPrivate, file };
+
+struct PlaceCase {
+  std::string name;
+  std::string entry;  // where the entry lies
+  Entry kind;
+  std::string runtime;    // XDG_RUNTIME_DIR; unset when empty
+  std::string stateHome;  // XDG_STATE_HOME; unset when empty
+  std::string expected;
+  friend void PrintTo(const PlaceCase& c, std::ostream* out) { *out << c.name; }
+};
+
+class LockPlaceTest : public ::testing::TestWithParam<PlaceCase> {};
+
+TEST_P(LockPlaceTest, LockLivesOnlyInAPlaceOfTheUsersOwn) {
+  namespace fs = std::filesystem;
+  const PlaceCase& c = GetParam();
+  QTemporaryDir root;
+  const fs::path base = root.path().toStdString(), entry = base / c.entry;
+  fs::create_directories(entry.parent_path());
+  fs::create_directory(base / "private");
+  fs::permissions(base / "private", fs::perms::owner_all);
+  if (c.kind == Entry::linkToPrivate) {
+    fs::create_directory_symlink(base / "private", entry);
+  } else if (c.kind == Entry::file) {
+    std::ofstream(entry) << "not a directory";
+  } else {
+    fs::create_directory(entry);
+    fs::permissions(entry, c.kind == Entry::openDirectory ? fs::perms::all : fs::perms::owner_all);
+  }
+  const auto under = [&](const std::string& path) {
+    return path.empty() ? std::string() : (base / path).string();
+  };
+  const std::string runtime = under(c.runtime), state = under(c.stateHome);
+  testing::ScopedEnv runtimeVariable("XDG_RUNTIME_DIR",
+                                     runtime.empty() ? nullptr : runtime.c_str());
+  testing::ScopedEnv stateVariable("XDG_STATE_HOME", state.empty() ? nullptr : state.c_str());
+  testing::ScopedEnv homeVariable("HOME", (base / "home").c_str());
+
+  const std::string expected = under(c.expected);
+  EXPECT_EQ(privateRuntimeDirectory().value_or("").string(), expected);
+  const char* argv[] = {"murvel"};
+  SingleInstance instance(1, argv);
+  EXPECT_EQ(instance.isPrimary(), !expected.empty());
+  if (!expected.empty()) {
+    EXPECT_TRUE(instance.serverName().starts_with(expected + "/"));
+  }
+}
+
+constexpr const char* stateDirectory = "home/.local/state/murvel";
+
+INSTANTIATE_TEST_SUITE_P(
+    Places, LockPlaceTest,
+    ::testing::Values(
+        PlaceCase{"PrivateRuntimeDirectory", "run", Entry::privateDirectory, "run", "", "run"},
+        PlaceCase{"OpenRuntimeDirectory", "run", Entry::openDirectory, "run", "", stateDirectory},
+        PlaceCase{"RuntimeDirectoryThroughALink", "run", Entry::linkToPrivate, "run", "",
+                  stateDirectory},
+        PlaceCase{"XdgStateHome", "state", Entry::privateDirectory, "", "state", "state/murvel"},
+        PlaceCase{"StateDirectoryThroughALink", stateDirectory, Entry::linkToPrivate, "", "", ""},
+        PlaceCase{"StateDirectoryOpenToOthers", stateDirectory, Entry::openDirectory, "", "", ""},
+        PlaceCase{"NoHome", "home", Entry::file, "", "", ""}),
+    [](const auto& info) { return info.param.name; });
 
 TEST(UrlEvents, TheLaunchUrlReachesAHandlerSetLaterExactlyOnce) {
   const char* argv[] = {"murvel", "--flag", "murvel://auth?login_token=launch", "file:///x"};

@@ -65,16 +65,24 @@ TEST_F(FileUserDefaultsTest, ValuesPersistAcrossInstancesWithTheirTypes) {
   EXPECT_EQ(std::distance(fs::directory_iterator(file_.parent_path()), {}), 1);
 }
 
-TEST_F(FileUserDefaultsTest, NullRemovesTheKey) {
+TEST_F(FileUserDefaultsTest, EditsByHandWhileRunningAreReadAndKeptByTheNextWrite) {
   FileUserDefaults defaults(file_);
-  defaults.setObject("right_ctrl", "hotkey");
-  defaults.setObject("auto", "defaultTone");
-  defaults.setObject(nullptr, "hotkey");
+  defaults.setObject("fast", "cleanupMode");
+  writeBytes(file_, R"({"cleanupMode": "smart", "hotkey": "capslock"})");
+  EXPECT_EQ(defaults.persistentObject("hotkey"), "capslock");
+  // Edited again, and written before any read: the write starts from the file as it is.
+  writeBytes(file_, R"({"cleanupMode": "off", "hotkey": "capslock", "defaultTone": "formal"})");
+  defaults.setObject("2.3", "lastLaunchHintVersion");
+  defaults.setObject(nullptr, "cleanupMode");  // null removes the key
+  EXPECT_FALSE(defaults.persistentObject("cleanupMode"));
+  EXPECT_EQ(onDisk(), PropertyValue({{"hotkey", "capslock"},
+                                     {"defaultTone", "formal"},
+                                     {"lastLaunchHintVersion", "2.3"}}));
+  fs::remove(file_);
   EXPECT_FALSE(defaults.persistentObject("hotkey"));
-  EXPECT_EQ(onDisk(), PropertyValue({{"defaultTone", "auto"}}));
 }
 
-TEST_F(FileUserDefaultsTest, UnreadableContentReadsEmptyAndStaysUntilTheNextWrite) {
+TEST_F(FileUserDefaultsTest, UnreadableContentReadsEmptyAndIsKeptAsideByTheNextWrite) {
   for (const std::string bytes : {"garbage \x01\xff not json", "[\"cleanupMode\", \"smart\"]",
                                   "{\"cleanupMode\": \"smart\", \"hotkey\": \"ri"}) {
     SCOPED_TRACE(bytes);
@@ -84,6 +92,7 @@ TEST_F(FileUserDefaultsTest, UnreadableContentReadsEmptyAndStaysUntilTheNextWrit
     EXPECT_EQ(readBytes(file_), bytes);
     defaults.setObject("off", "hotkey");
     EXPECT_EQ(onDisk(), PropertyValue({{"hotkey", "off"}}));
+    EXPECT_EQ(readBytes(fs::path(file_) += ".invalid"), bytes);
   }
 }
 

@@ -97,34 +97,41 @@ INSTANTIATE_TEST_SUITE_P(Twins, LeftTwinTest,
                                            Twin{"right_option", KeyCode::leftOption},
                                            Twin{"right_ctrl", KeyCode::leftControl}));
 
-TEST_F(MonitoringTest, CapsLockIsAToggleOnTheLockState) {
+// Caps Lock events carry the lock, one event per change of it. Each row leaves the lock on with
+// nothing pressed; then the next tap turns the lock off and does nothing, the one after starts.
+// A reinstall forgets the press of a running dictation, and a pick's own tap starts nothing.
+enum class LockLeftOn { atLaunch, byReinstallDuringADictation, byThePick };
+
+class CapsLockLeftOnTest : public MonitoringTest, public ::testing::WithParamInterface<LockLeftOn> {
+ protected:
+  void tap(bool lockAfter) { send(KeyCode::capsLock, lockAfter ? ModifierFlag::capsLock : 0); }
+};
+
+TEST_P(CapsLockLeftOnTest, NextTapDoesNothingAndTheOneAfterStarts) {
+  const bool dictating = GetParam() == LockLeftOn::byReinstallDuringADictation;
+  if (GetParam() == LockLeftOn::byThePick) {
+    h.app->setHotkeyCaptureActive(true);
+    tap(true);
+    h.app->setHotkeyCaptureActive(false);
+  }
   choose("capslock");
-  send(KeyCode::capsLock, ModifierFlag::capsLock);  // the tap that turns the lock on
-  EXPECT_EQ(starts(), 1);
-  send(KeyCode::capsLock, 0);  // the tap that turns it off
-  EXPECT_EQ(stops(), 1);
-
-  // The lock already on while nothing is pressed: the next tap does nothing, the one after starts.
-  h.app->setupHotkey();
-  send(KeyCode::capsLock, 0);
-  EXPECT_EQ(starts(), 1);
-  EXPECT_EQ(stops(), 1);
-  send(KeyCode::capsLock, ModifierFlag::capsLock);
-  EXPECT_EQ(starts(), 2);
-}
-
-TEST_F(MonitoringTest, SetupForgetsAPressInProgress) {
-  choose("fn");
-  h.press();
-  h.app->setupHotkey();
-  h.release();  // up with nothing pressed: no stop, the recording goes on
+  if (dictating) {
+    tap(true);
+    h.app->setupHotkey();
+  }
+  EXPECT_EQ(starts(), dictating ? 1 : 0);
+  tap(false);
+  EXPECT_EQ(starts(), dictating ? 1 : 0);
   EXPECT_EQ(stops(), 0);
-  EXPECT_TRUE(h.app->isRecording);
-  h.press();  // a press edge again: the recording restarts
-  h.release();
-  EXPECT_EQ(starts(), 2);
-  EXPECT_EQ(stops(), 1);
+  EXPECT_EQ(h.app->isRecording, dictating);
+  tap(true);
+  EXPECT_EQ(starts(), dictating ? 2 : 1);
 }
+
+INSTANTIATE_TEST_SUITE_P(Ways, CapsLockLeftOnTest,
+                         ::testing::Values(LockLeftOn::atLaunch,
+                                           LockLeftOn::byReinstallDuringADictation,
+                                           LockLeftOn::byThePick));
 
 TEST_F(MonitoringTest, CaptureModeIgnoresEventsAndForgetsThePress) {
   choose("fn");

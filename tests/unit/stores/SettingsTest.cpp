@@ -78,6 +78,14 @@ TEST_F(SettingsTest, HotkeyAlwaysReadsASupportedToken) {
   store("hotkey", true);
   EXPECT_EQ(settings.hotkey(), "fn");
   EXPECT_EQ(defaults.stored["hotkey"], true);  // reads never rewrite
+
+  // A default that the platform registers holds only while nothing is stored.
+  defaults.registerDefaults({{"hotkey", "right_ctrl"}});
+  EXPECT_EQ(settings.hotkey(), "fn");
+  defaults.stored.erase("hotkey");
+  EXPECT_EQ(settings.hotkey(), "right_ctrl");
+  store("hotkey", "capslock");
+  EXPECT_EQ(settings.hotkey(), "capslock");
 }
 
 TEST_F(SettingsTest, TonesPassThroughAndAppTonesAreAllOrNothing) {

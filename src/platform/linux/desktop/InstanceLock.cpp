@@ -1,6 +1,9 @@
 #include "platform/linux/desktop/InstanceLock.h"
 
+#include "common/Files.h"
+
 #include <fcntl.h>
+#include <pwd.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,6 +12,7 @@
 #include <charconv>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 namespace murvel::linux_platform {
 
@@ -66,28 +70,49 @@ std::optional<std::int64_t> InstanceLock::readProcessIdentifier() const {
 
 namespace {
 
+// Checked on the entry itself, never through a link: a link could point anywhere.
 bool isPrivateDirectory(const std::filesystem::path& directory) {
   struct stat info {};
   return ::lstat(directory.c_str(), &info) == 0 && S_ISDIR(info.st_mode) &&
          info.st_uid == ::getuid() && (info.st_mode & 077) == 0;
 }
 
+std::optional<std::filesystem::path> absoluteFromEnvironment(const char* name) {
+  const char* value = std::getenv(name);
+  if (value == nullptr || *value != '/')
+    return std::nullopt;  // unset, empty or relative: the XDG rules ignore it
+  return std::filesystem::path(value);
+}
+
+// $XDG_STATE_HOME, else ~/.local/state: the user's own, unlike /tmp.
+std::optional<std::filesystem::path> stateHome() {
+  if (auto state = absoluteFromEnvironment("XDG_STATE_HOME"))
+    return state;
+  if (auto home = absoluteFromEnvironment("HOME"))
+    return *home / ".local" / "state";
+  passwd entry{};
+  passwd* found = nullptr;
+  std::vector<char> buffer(16384);
+  if (::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found &&
+      found->pw_dir != nullptr && found->pw_dir[0] == '/')
+    return std::filesystem::path(found->pw_dir) / ".local" / "state";
+  return std::nullopt;
+}
+
 }  // namespace
 
 std::optional<std::filesystem::path> privateRuntimeDirectory() {
-  if (const char* runtime = std::getenv("XDG_RUNTIME_DIR"); runtime != nullptr) {
-    const std::filesystem::path directory(runtime);
-    if (directory.is_absolute() && isPrivateDirectory(directory))
-      return directory;
-  }
-  // /tmp is shared: the directory must be ours and closed to others, or someone could have put
-  // a socket there that answers in our name.
-  const std::filesystem::path fallback = "/tmp/murvel-" + std::to_string(::getuid());
-  if (::mkdir(fallback.c_str(), 0700) != 0 && errno != EEXIST)
+  if (auto runtime = absoluteFromEnvironment("XDG_RUNTIME_DIR");
+      runtime && isPrivateDirectory(*runtime))
+    return runtime;
+  // Never a shared place such as /tmp, where another user could make the directory first.
+  const auto state = stateHome();
+  if (!state)
     return std::nullopt;
-  if (!isPrivateDirectory(fallback))
+  const std::filesystem::path directory = *state / "murvel";
+  if (!createPrivateDirectories(directory) || !isPrivateDirectory(directory))
     return std::nullopt;
-  return fallback;
+  return directory;
 }
 
 }  // namespace murvel::linux_platform

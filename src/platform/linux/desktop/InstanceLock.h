@@ -32,7 +32,9 @@ class InstanceLock {
 };
 
 // A directory for the lock and the socket that only this user can enter: $XDG_RUNTIME_DIR, else
-// /tmp/murvel-<uid>, made if needed. Nothing when no such directory can be had safely.
+// "murvel" in the user's state directory ($XDG_STATE_HOME, else ~/.local/state), made if needed.
+// Either must be a directory itself (not a link), owned by the user and closed to everyone else.
+// Nothing when no such directory can be had.
 std::optional<std::filesystem::path> privateRuntimeDirectory();
 
 }  // namespace murvel::linux_platform

@@ -35,8 +35,9 @@ SingleInstance::SingleInstance(int argc, const char* const* argv) {
 
   const auto directory = privateRuntimeDirectory();
   if (!directory) {
-    qWarning("Murvel: no private runtime directory, so a second instance is not prevented");
-    launchUrls_ = std::move(urls);
+    refuse(
+        "there is no private directory for the instance lock (XDG_RUNTIME_DIR, or murvel in "
+        "the user's state directory, must be the user's own, mode 0700)");
     return;
   }
   const std::string prefix = "murvel-" + std::to_string(::getuid());
@@ -49,9 +50,8 @@ SingleInstance::SingleInstance(int argc, const char* const* argv) {
 
   lock_ = std::make_unique<InstanceLock>(*directory / (prefix + ".lock"));
   if (!lock_->isOpen()) {
-    qWarning("Murvel: cannot open the instance lock, so a second instance is not prevented");
     lock_.reset();
-    launchUrls_ = std::move(urls);
+    refuse("the instance lock in " + directory->string() + " cannot be opened");
     return;
   }
   if (!lock_->tryLock()) {
@@ -75,6 +75,13 @@ SingleInstance::SingleInstance(int argc, const char* const* argv) {
 }
 
 SingleInstance::~SingleInstance() = default;
+
+void SingleInstance::refuse(const std::string& reason) {
+  // Two copies would paste every dictation twice: unsure, this one stays out.
+  qWarning("Murvel does not start: %s, so it cannot tell whether another copy runs.",
+           reason.c_str());
+  primary_ = false;
+}
 
 void SingleInstance::becomePrimary() {
   primary_ = true;

@@ -18,7 +18,8 @@ class InstanceLock;
 // runtime directory and listens on a local socket beside it; a later process finds the lock,
 // hands the murvel: URLs of its command line to the first over the socket, and learns the first
 // one's process id. All of this is settled in the constructor, so by the time the launch asks
-// who is running, the hand-over is done.
+// who is running, the hand-over is done. Where no private directory exists, no process counts
+// as the first: none starts, rather than two.
 //
 // Construct on the main thread, after the QCoreApplication.
 class SingleInstance {
@@ -44,6 +45,9 @@ class SingleInstance {
   std::string serverName() const { return serverName_; }
 
  private:
+  // Without a private place for the lock this process cannot tell whether it is the only one,
+  // and counts as a later one.
+  void refuse(const std::string& reason);
   void becomePrimary();
   bool handOver(const std::vector<std::string>& urls);
   void acceptConnections();

@@ -1,6 +1,8 @@
 #include "platform/linux/desktop/UrlMessage.h"
 
+#include <strings.h>
 #include <QStringDecoder>
+#include <cstring>
 
 namespace murvel::linux_platform {
 
@@ -19,6 +21,15 @@ std::optional<std::string> acceptedMurvelUrl(std::string_view text) {
   if (decoder.hasError())
     return std::nullopt;
   return std::string(text);
+}
+
+void eraseMurvelUrlArguments(int argc, char** argv) {
+  constexpr std::string_view scheme = "murvel:";
+  for (int i = 1; i < argc; ++i) {
+    char* argument = argv[i];
+    if (argument != nullptr && ::strncasecmp(argument, scheme.data(), scheme.size()) == 0)
+      std::memset(argument, 0, std::strlen(argument));
+  }
 }
 
 }  // namespace murvel::linux_platform

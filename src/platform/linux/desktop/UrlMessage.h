@@ -14,4 +14,9 @@ inline constexpr std::size_t maxUrlMessageLength = 4096;
 // The URL itself, if `text` is acceptable as one.
 std::optional<std::string> acceptedMurvelUrl(std::string_view text);
 
+// Overwrites, in place, every argument that is a murvel: URL (in any case), so that a login
+// token in it is no longer readable by other processes (/proc/<pid>/cmdline). Call it once the
+// arguments have been read.
+void eraseMurvelUrlArguments(int argc, char** argv);
+
 }  // namespace murvel::linux_platform

@@ -73,6 +73,10 @@ std::optional<PlatformError> CurlTransfer::prepare(Clock::time_point now) {
   // Stated rather than left to the defaults: a peer is always verified.
   curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
   curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
+  if (certificateAuthorities_) {
+    curl_easy_setopt(easy, CURLOPT_CAINFO, certificateAuthorities_->c_str());
+    curl_easy_setopt(easy, CURLOPT_CAPATH, nullptr);
+  }
 
   curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &CurlTransfer::onBody);
   curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);

@@ -32,6 +32,11 @@ class CurlTransfer {
   CurlTransfer(const CurlTransfer&) = delete;
   CurlTransfer& operator=(const CurlTransfer&) = delete;
 
+  // The peer is verified against the authorities in this PEM file instead of the system's.
+  void trustOnly(std::filesystem::path certificateAuthorities) {
+    certificateAuthorities_ = std::move(certificateAuthorities);
+  }
+
   // Builds the easy handle and starts the clocks. On failure (the file to upload is missing, say)
   // the transfer must not be run; the failure is what the completion gets.
   std::optional<PlatformError> prepare(Clock::time_point now);
@@ -74,6 +79,7 @@ class CurlTransfer {
   std::optional<std::filesystem::path> uploadFile_;
   Limits limits_;
   TaskCompletion completion_;
+  std::optional<std::filesystem::path> certificateAuthorities_;
 
   // Declared before the easy handle, so that they outlive it: it points at both.
   std::unique_ptr<curl_slist, HeaderListDeleter> headerList_;

@@ -56,8 +56,9 @@ class CurlSessionTask final : public UrlSessionTask {
 
 }  // namespace
 
-CurlUrlSession::CurlUrlSession(const UrlSessionConfiguration& configuration)
-    : configuration_(configuration) {
+CurlUrlSession::CurlUrlSession(const UrlSessionConfiguration& configuration,
+                               std::optional<std::filesystem::path> certificateAuthorities)
+    : configuration_(configuration), certificateAuthorities_(std::move(certificateAuthorities)) {
   ensureCurlGlobalInit();
   worker_ = std::make_shared<SessionWorker>(configuration_.httpMaximumConnectionsPerHost);
   // The thread holds the worker too: it may outlive this object by a moment (see below).
@@ -89,9 +90,11 @@ std::shared_ptr<UrlSessionTask> CurlUrlSession::uploadTask(UrlRequest request,
 std::shared_ptr<UrlSessionTask> CurlUrlSession::makeTask(
     UrlRequest request, std::optional<std::filesystem::path> fromFile, TaskCompletion completion) {
   const CurlTransfer::Limits limits = limitsFor(configuration_, request);
-  return std::make_shared<CurlSessionTask>(
-      worker_, std::make_unique<CurlTransfer>(std::move(request), std::move(fromFile), limits,
-                                              std::move(completion)));
+  auto transfer = std::make_unique<CurlTransfer>(std::move(request), std::move(fromFile), limits,
+                                                 std::move(completion));
+  if (certificateAuthorities_)
+    transfer->trustOnly(*certificateAuthorities_);
+  return std::make_shared<CurlSessionTask>(worker_, std::move(transfer));
 }
 
 }  // namespace murvel::linux_platform

@@ -19,7 +19,9 @@ class SessionWorker;
 //   spent waiting for a connection counts, and every byte sent or received restarts it: a slow
 //   upload or a trickling reply goes on as long as it keeps moving. timeoutIntervalForResource
 //   bounds the whole task, from resume to the end.
-// - Redirects are followed, to http and https only. TLS peers are always verified.
+// - Redirects are followed, to http and https only. TLS peers are always verified: against the
+//   trusted authorities and against the host name of the URL. A peer that fails either is
+//   refused with serverCertificateUntrusted, whose sentence says why in plain words.
 // - waitsForConnectivity is not consulted: a request without a route fails at once, and a
 //   failed request is never retried. (libcurl does send a request again, once, when the pooled
 //   connection it picked turns out to have been closed before any reply came; the body is read
@@ -32,7 +34,10 @@ class SessionWorker;
 //   inside a completion is allowed.
 class CurlUrlSession final : public UrlSession {
  public:
-  explicit CurlUrlSession(const UrlSessionConfiguration& configuration);
+  // `certificateAuthorities`, a PEM file, replaces the system's bundle of trusted authorities:
+  // for tests against a peer of their own.
+  explicit CurlUrlSession(const UrlSessionConfiguration& configuration,
+                          std::optional<std::filesystem::path> certificateAuthorities = {});
   ~CurlUrlSession() override;
   CurlUrlSession(const CurlUrlSession&) = delete;
   CurlUrlSession& operator=(const CurlUrlSession&) = delete;
@@ -47,6 +52,7 @@ class CurlUrlSession final : public UrlSession {
                                            TaskCompletion completion);
 
   const UrlSessionConfiguration configuration_;
+  const std::optional<std::filesystem::path> certificateAuthorities_;
   // Shared with the thread and with the tasks, which may outlive the session.
   std::shared_ptr<SessionWorker> worker_;
   std::thread thread_;

@@ -57,16 +57,25 @@ class QtTimer final : public Timer {
 }  // namespace
 
 void QtDispatch::async(std::function<void()> work) {
-  QMetaObject::invokeMethod(QCoreApplication::instance(), std::move(work), Qt::QueuedConnection);
+  // Posted to an application whose loop has ended, the work is dropped with the application.
+  if (QCoreApplication* application = QCoreApplication::instance())
+    QMetaObject::invokeMethod(application, std::move(work), Qt::QueuedConnection);
 }
 
 void QtDispatch::asyncAfter(double seconds, std::shared_ptr<WorkItem> item) {
-  auto delay = toMilliseconds(seconds);
-  // Timers belong to the thread that starts them, so the main thread starts this one.
-  async([delay, item = std::move(item)] {
+  const auto delay = toMilliseconds(seconds);
+  auto start = [delay, item = std::move(item)] {
     QTimer::singleShot(delay, Qt::PreciseTimer, QCoreApplication::instance(),
                        [item] { item->perform(); });
-  });
+  };
+  // Timers belong to the thread that starts them. On the main thread the delay runs from now,
+  // not from after the rest of this turn; other threads hand the start to the main thread.
+  QCoreApplication* application = QCoreApplication::instance();
+  if (application != nullptr && QThread::currentThread() == application->thread()) {
+    start();
+  } else {
+    async(std::move(start));
+  }
 }
 
 void QtDispatch::global(QualityOfService qos, std::function<void()> work) {
@@ -80,6 +89,10 @@ std::shared_ptr<Timer> QtDispatch::scheduledRepeatingTimer(double interval,
 
 Date QtDispatch::now() const {
   return std::chrono::system_clock::now();
+}
+
+void QtDispatch::waitForGlobalWork() {
+  QThreadPool::globalInstance()->waitForDone();
 }
 
 }  // namespace murvel::linux_platform

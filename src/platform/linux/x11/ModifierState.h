@@ -18,7 +18,10 @@ class ModifierState {
   // Starts over from the keys held and the lock state that the server reports.
   void reset(const std::set<unsigned>& heldKeycodes, bool capsLocked);
 
+  bool hasFunctionKeycodes() const { return !functionKeycodes_.empty(); }
+
   void setCapsLocked(bool locked) { capsLocked_ = locked; }
+  bool capsLocked() const { return capsLocked_; }
 
   std::optional<ModifierKey> modifierFor(unsigned keycode) const;
 

@@ -56,6 +56,7 @@ class X11EventMonitors::Impl {
 
   std::optional<MonitorToken> add(std::shared_ptr<Monitor> monitor);
   void remove(MonitorToken token);
+  bool hasFunctionKey() const { return state_.hasFunctionKeycodes(); }
 
  private:
   bool connect();
@@ -239,12 +240,18 @@ void X11EventMonitors::Impl::handleRawKey(unsigned keycode, bool press, int sour
   // This process's own paste chord comes back from the XTest device like any client's keys.
   if (xtestDevices_.contains(sourceDevice) && ownKeys_->claim(keycode, press))
     return;
+  const bool lockedBefore = state_.capsLocked();
   if (keycode == x11::Keycode::capsLock)
     settleCapsLock();
   if (!press)
     swallowedHeld_.erase(keycode);
 
   auto event = state_.apply(keycode, press);
+  // X turns the lock on at the first press and off at the second release, so two of the four
+  // edges of a double tap leave it as it was. Only a change of the lock is an event, as the hotkey
+  // logic expects: a tap with the lock already on then turns it off and starts nothing.
+  if (keycode == x11::Keycode::capsLock && state_.capsLocked() == lockedBefore)
+    event.reset();
   std::uint64_t bit = event ? (1ull << event->type) : 0;
   bool interested = std::any_of(monitors_.begin(), monitors_.end(), [bit](const auto& entry) {
     return (entry.second->mask & bit) != 0;
@@ -431,6 +438,10 @@ std::optional<MonitorToken> X11EventMonitors::addGlobalMonitor(
 
 void X11EventMonitors::removeMonitor(MonitorToken token) {
   impl_->remove(token);
+}
+
+bool X11EventMonitors::hasFunctionKey() const {
+  return impl_->hasFunctionKey();
 }
 
 }  // namespace murvel::linux_platform

@@ -25,6 +25,10 @@ class X11EventMonitors final : public EventMonitors {
       std::uint64_t mask, std::function<void(const KeyEvent&)> handler) override;
   void removeMonitor(MonitorToken token) override;
 
+  // Whether the keyboard map gives some key the Fn keysym. Most keyboards handle Fn inside and
+  // never report it to X; then Fn cannot serve as the hotkey here.
+  bool hasFunctionKey() const;
+
  private:
   class Impl;
   std::unique_ptr<Impl> impl_;
