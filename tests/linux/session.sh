@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
 # Runs a command inside a private desktop session made for it, and tears the session down after.
 #
-#   session.sh [--x11] [--bus] [--keyring] [--pulse] -- command [args...]
+#   session.sh [--x11] [--wm] [--tray] [--bus] [--keyring] [--pulse] -- command [args...]
 #
 #   --x11      an Xvfb display (DISPLAY)
+#   --wm       an EWMH window manager on it, openbox (implies --x11)
+#   --tray     a system tray along the top edge of the screen, trayer (implies --wm)
 #   --bus      a D-Bus session bus (DBUS_SESSION_BUS_ADDRESS)
 #   --keyring  an unlocked Secret Service keyring on that bus (implies --bus)
 #   --pulse    a PulseAudio server whose default source is the monitor of a null sink "vmic",
@@ -13,10 +15,12 @@
 # real user's is touched. A service that cannot start is an error, never a skipped test.
 set -euo pipefail
 
-want_x11=0 want_bus=0 want_keyring=0 want_pulse=0
+want_x11=0 want_wm=0 want_tray=0 want_bus=0 want_keyring=0 want_pulse=0
 while [ $# -gt 0 ]; do
   case "$1" in
     --x11) want_x11=1 ;;
+    --wm) want_wm=1 want_x11=1 ;;
+    --tray) want_tray=1 want_wm=1 want_x11=1 ;;
     --bus) want_bus=1 ;;
     --keyring) want_keyring=1 want_bus=1 ;;
     --pulse) want_pulse=1 ;;
@@ -31,6 +35,8 @@ done
 if [ "$want_bus" = 1 ] && [ -z "${MURVEL_SESSION_BUS:-}" ]; then
   flags=()
   [ "$want_x11" = 1 ] && flags+=(--x11)
+  [ "$want_wm" = 1 ] && flags+=(--wm)
+  [ "$want_tray" = 1 ] && flags+=(--tray)
   [ "$want_keyring" = 1 ] && flags+=(--keyring)
   [ "$want_pulse" = 1 ] && flags+=(--pulse)
   export MURVEL_SESSION_BUS=1
@@ -68,6 +74,31 @@ if [ "$want_x11" = 1 ]; then
   done
   [ -s "$root/display" ] || { echo "session.sh: Xvfb did not start" >&2; cat "$root/xvfb.log" >&2; exit 1; }
   export DISPLAY=":$(head -n1 "$root/display")"
+fi
+
+if [ "$want_wm" = 1 ]; then
+  openbox --sm-disable --config-file /dev/null >"$root/openbox.log" 2>&1 &
+  pids+=($!)
+  # The manager is in charge once it names itself on the root window.
+  for _ in $(seq 1 100); do
+    xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id' && break
+    sleep 0.05
+  done
+  xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id' ||
+    { echo "session.sh: openbox did not start" >&2; cat "$root/openbox.log" >&2; exit 1; }
+fi
+
+if [ "$want_tray" = 1 ]; then
+  trayer --edge top --align right --widthtype request --height 24 --SetDockType true \
+    --SetPartialStrut true --transparent false --tint 0x2b2b2b >"$root/trayer.log" 2>&1 &
+  pids+=($!)
+  # The tray is there once its window is; it took the XEmbed tray selection before that.
+  for _ in $(seq 1 100); do
+    xwininfo -root -tree 2>/dev/null | grep -q '("trayer" "Trayer")' && break
+    sleep 0.05
+  done
+  xwininfo -root -tree 2>/dev/null | grep -q '("trayer" "Trayer")' ||
+    { echo "session.sh: trayer did not start" >&2; cat "$root/trayer.log" >&2; exit 1; }
 fi
 
 if [ "$want_keyring" = 1 ]; then

@@ -8,6 +8,7 @@
 
 #include <unistd.h>
 #include <csignal>
+#include <cstdio>
 #include <memory>
 
 #include "platform/Platform.h"
@@ -28,6 +29,10 @@
 #include "platform/linux/qt/StdoutOutput.h"
 #include "platform/linux/stores/FileUserDefaults.h"
 #include "platform/linux/stores/SecretKeychainBackend.h"
+#include "platform/linux/ui/QtDateFormatter.h"
+#include "platform/linux/ui/QtStatusBar.h"
+#include "platform/linux/ui/QtWindowServer.h"
+#include "platform/linux/x11/DisplayCheck.h"
 #include "platform/linux/x11/SyntheticKeyLedger.h"
 #include "platform/linux/x11/X11Accessibility.h"
 #include "platform/linux/x11/X11ActiveWindow.h"
@@ -52,6 +57,15 @@ void onQuitSignal(int) {
 int main(int argc, char** argv) {
   using namespace murvel;
   using namespace murvel::linux_platform;
+
+  // Murvel lives on X11. Without a display Qt would abort; say what is missing instead.
+  if (const auto missing = x11::missingDisplay()) {
+    std::fprintf(stderr, "%s\n", missing->c_str());
+    return 1;
+  }
+  // Under XWayland, Qt would otherwise pick Wayland, where the key monitors hear nothing.
+  if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+    qputenv("QT_QPA_PLATFORM", "xcb");
 
   QApplication qtApplication(argc, argv);
   QApplication::setApplicationName("Murvel");
@@ -96,11 +110,18 @@ int main(int argc, char** argv) {
   LinuxApplication application;
   LinuxUrlEvents urlEvents(instance);
   StdoutOutput standardOutput;
+  // The face of the program: the tray icon tells the clicks it dispatches, and the panel opens
+  // under it.
+  ui::QtStatusBar statusBar(
+      [&application](std::optional<std::uint64_t> type) { application.setCurrentEventType(type); });
+  ui::QtWindowServer windowServer(
+      [&statusBar](const StatusItemButton& button) { return statusBar.geometryOf(button); });
+  ui::QtDateFormatter dateFormatter;
 
-  Platform platform{dispatch,       userDefaults,  audioRecorders, captureDevice, workspace,
-                    sounds,         keychain,      eventMonitors,  urlSessions,   pasteboard,
-                    keyEventPoster, accessibility, alerts,         bundle,        application,
-                    urlEvents,      standardOutput};
+  Platform platform{dispatch,       userDefaults,   audioRecorders, captureDevice, workspace,
+                    sounds,         keychain,       eventMonitors,  urlSessions,   pasteboard,
+                    keyEventPoster, accessibility,  alerts,         bundle,        application,
+                    urlEvents,      standardOutput, statusBar,      windowServer,  dateFormatter};
 
   auto delegate = std::make_shared<AppDelegate>(platform, MURVEL_API_BASE_URL);
   delegate->applicationWillFinishLaunching();

@@ -1,0 +1,242 @@
+#include "platform/linux/ui/QtWindowServer.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QCursor>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QScreen>
+#include <QTextEdit>
+#include <QVBoxLayout>
+#include <cmath>
+
+#include "platform/linux/ui/Binding.h"
+#include "platform/linux/ui/MenuBarIcons.h"
+#include "platform/linux/ui/PopoverPlacement.h"
+#include "platform/linux/ui/Widgets.h"
+#include "shell/controls/Popover.h"
+#include "shell/controls/Window.h"
+
+namespace murvel::linux_platform::ui {
+
+namespace {
+
+QSize pixelSize(Size size) {
+  return {static_cast<int>(std::lround(size.width)), static_cast<int>(std::lround(size.height))};
+}
+
+// Fills `surface` with the widget of `content`, edge to edge.
+void setContent(QWidget& surface, View& content) {
+  auto* layout = new QVBoxLayout(&surface);
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->addWidget(makeView(content, &surface));
+}
+
+// An ordinary window. Its close button asks the record, which decides whether it goes.
+class WindowSurface final : public QWidget {
+ public:
+  explicit WindowSurface(Window& record) : record_(&record) {}
+  void forget() { record_ = nullptr; }
+
+ protected:
+  void closeEvent(QCloseEvent* event) override {
+    event->ignore();
+    // The record hides the window, or keeps it, through its own answer.
+    if (record_ != nullptr)
+      record_->performClose();
+  }
+  // Return presses the window's default button, unless a text field takes it for its own action.
+  void keyPressEvent(QKeyEvent* event) override {
+    const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    QWidget* focus = focusWidget();
+    if (!enter || qobject_cast<QLineEdit*>(focus) != nullptr ||
+        qobject_cast<QTextEdit*>(focus) != nullptr) {
+      QWidget::keyPressEvent(event);
+      return;
+    }
+    for (QPushButton* button : findChildren<QPushButton*>()) {
+      if (button->isDefault() && button->isEnabled() && button->isVisible()) {
+        button->click();
+        return;
+      }
+    }
+    QWidget::keyPressEvent(event);
+  }
+
+ private:
+  Window* record_;
+};
+
+class WindowBinding final : public RecordBinding<Window, WindowSurface> {
+ public:
+  using RecordBinding::RecordBinding;
+
+ private:
+  void apply() override {
+    const Window& window = record();
+    const QString title = QString::fromStdString(window.title());
+    if (view().windowTitle() != title)
+      view().setWindowTitle(title);
+    Qt::WindowFlags flags = Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint;
+    if (window.styleMask() & WindowStyle::closable)
+      flags |= Qt::WindowCloseButtonHint;
+    if (window.styleMask() & WindowStyle::miniaturizable)
+      flags |= Qt::WindowMinimizeButtonHint;
+    if (window.styleMask() & WindowStyle::resizable)
+      flags |= Qt::WindowMaximizeButtonHint;
+    if (view().windowFlags() != flags)
+      view().setWindowFlags(flags);
+    const QSize size = pixelSize(record().contentView().size());
+    if (!(window.styleMask() & WindowStyle::resizable) && !size.isEmpty())
+      view().setFixedSize(size);
+    if (!window.isVisible() && view().isVisible())
+      view().hide();
+    if (window.isVisible() && !view().isVisible())
+      show();
+  }
+
+  void handle(ControlEvent event) override {
+    if (event != ControlEvent::orderFront)
+      return;
+    show();
+    view().raise();
+    view().activateWindow();
+  }
+
+  void show() {
+    if (record().isCentered() && !placed_) {
+      if (const QScreen* screen = QGuiApplication::primaryScreen()) {
+        QRect frame(QPoint(0, 0), view().size());
+        frame.moveCenter(screen->availableGeometry().center());
+        view().move(frame.topLeft());
+      }
+    }
+    placed_ = true;
+    view().show();
+  }
+
+  void applyFrame() override {}
+
+  void recordGone() override {
+    view().forget();
+    view().hide();
+    view().deleteLater();
+  }
+
+  bool placed_ = false;
+};
+
+// The panel under the tray icon. A click anywhere else closes it, as the record's close would.
+class PopoverPanel final : public QWidget {
+ public:
+  explicit PopoverPanel(Popover& record)
+      : QWidget(nullptr, Qt::Popup | Qt::FramelessWindowHint), record_(&record) {
+    // A click on the tray icon that closes the panel must not open it again at once.
+    setAttribute(Qt::WA_NoMouseReplay);
+  }
+  void forget() { record_ = nullptr; }
+
+ protected:
+  void hideEvent(QHideEvent* event) override {
+    QWidget::hideEvent(event);
+    if (record_ != nullptr && record_->isShown())
+      record_->close();
+  }
+
+ private:
+  Popover* record_;
+};
+
+class PopoverBinding final : public RecordBinding<Popover, PopoverPanel> {
+ public:
+  PopoverBinding(Popover& popover, PopoverPanel& panel,
+                 const std::function<QRect(const StatusItemButton&)>& anchorGeometry)
+      : RecordBinding(popover, panel), anchorGeometry_(anchorGeometry) {}
+
+ private:
+  void apply() override {
+    const QSize size = pixelSize(record().contentSize());
+    if (!size.isEmpty())
+      view().setFixedSize(size);
+    if (!record().isShown() && view().isVisible())
+      view().hide();
+  }
+
+  void handle(ControlEvent event) override {
+    if (event != ControlEvent::show)
+      return;
+    // The content is made no later than its first showing.
+    if (!built_) {
+      if (auto controller = record().contentViewController()) {
+        setContent(view(), controller->view());
+        built_ = true;
+      }
+    }
+    const QRect anchor =
+        record().anchor() != nullptr ? anchorGeometry_(*record().anchor()) : QRect();
+    const QPoint pointer = QCursor::pos();
+    const QScreen* screen = QGuiApplication::screenAt(anchor.isEmpty() ? pointer : anchor.center());
+    if (screen == nullptr)
+      screen = QGuiApplication::primaryScreen();
+    const QRect area = screen != nullptr ? screen->availableGeometry() : QRect(0, 0, 1024, 768);
+    view().setGeometry(popoverFrame(anchor, view().size(), area, pointer));
+    view().show();
+    view().activateWindow();
+  }
+
+  void applyFrame() override {}
+
+  void recordGone() override {
+    view().forget();
+    view().hide();
+    view().deleteLater();
+  }
+
+  const std::function<QRect(const StatusItemButton&)>& anchorGeometry_;
+  bool built_ = false;
+};
+
+}  // namespace
+
+QtWindowServer::QtWindowServer(std::function<QRect(const StatusItemButton&)> anchorGeometry)
+    : anchorGeometry_(std::move(anchorGeometry)) {
+  QApplication::setWindowIcon(applicationIcon());
+}
+
+QtWindowServer::~QtWindowServer() {
+  for (const QPointer<QWidget>& surface : surfaces_) delete surface.data();
+}
+
+void QtWindowServer::addWindow(Window& window) {
+  auto* surface = new WindowSurface(window);
+  setContent(*surface, window.contentView());
+  auto* binding = new WindowBinding(window, *surface);
+  binding->setParent(surface);
+  binding->start();
+  surfaces_.emplace_back(surface);
+}
+
+void QtWindowServer::addPopover(Popover& popover) {
+  auto* panel = new PopoverPanel(popover);
+  auto* binding = new PopoverBinding(popover, *panel, anchorGeometry_);
+  binding->setParent(panel);
+  binding->start();
+  surfaces_.emplace_back(panel);
+}
+
+bool QtWindowServer::hasSymbolImage(std::string_view name) {
+  return hasSymbol(name);
+}
+
+std::vector<QWidget*> QtWindowServer::surfaces() const {
+  std::vector<QWidget*> result;
+  for (const QPointer<QWidget>& surface : surfaces_) {
+    if (!surface.isNull())
+      result.push_back(surface.data());
+  }
+  return result;
+}
+
+}  // namespace murvel::linux_platform::ui

@@ -1,0 +1,146 @@
+#include "platform/linux/ui/RecordLabel.h"
+
+#include <QPainter>
+#include <QTextLayout>
+#include <algorithm>
+#include <cmath>
+
+namespace murvel::linux_platform::ui {
+
+namespace {
+
+// Line breaks of the text become line separators, which QTextLayout honours.
+QString laidOutText(const QString& text) {
+  QString result = text;
+  result.replace(QLatin1Char('\n'), QChar::LineSeparator);
+  return result;
+}
+
+// Room for the ellipsis itself and a character or two on each side of it.
+constexpr int minimumElidedCharacters = 4;
+
+}  // namespace
+
+RecordLabel::RecordLabel(QWidget* parent) : QLabel(parent) {
+  setTextFormat(Qt::PlainText);
+  setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Preferred);
+}
+
+void RecordLabel::setLines(int maximum, Elide elide) {
+  if (maximum == maximumLines_ && elide == elide_)
+    return;
+  maximumLines_ = maximum;
+  elide_ = elide;
+  QSizePolicy policy = sizePolicy();
+  policy.setHeightForWidth(wraps());
+  setSizePolicy(policy);
+  updateGeometry();
+  update();
+}
+
+void RecordLabel::setBadge(std::optional<QColor> fill, double cornerRadius) {
+  if (fill == badge_ && cornerRadius == cornerRadius_)
+    return;
+  badge_ = fill;
+  cornerRadius_ = cornerRadius;
+  update();
+}
+
+QStringList RecordLabel::visibleLines(int width) const {
+  const QFontMetrics metrics(font());
+  const Qt::TextElideMode mode = elide_ == Elide::middle ? Qt::ElideMiddle : Qt::ElideRight;
+  width = std::max(width, 1);
+  if (!wraps()) {
+    QString single = text();
+    single.replace(QLatin1Char('\n'), QLatin1Char(' '));
+    return {metrics.elidedText(single, mode, width)};
+  }
+  const QString all = laidOutText(text());
+  QTextLayout layout(all, font());
+  layout.beginLayout();
+  QStringList lines;
+  while (true) {
+    QTextLine line = layout.createLine();
+    if (!line.isValid())
+      break;
+    line.setLineWidth(width);
+    const bool last = maximumLines_ > 0 && lines.size() + 1 == maximumLines_;
+    if (last && line.textStart() + line.textLength() < all.size()) {
+      // The rest of the text does not fit: the last line shows its start, shortened.
+      QString rest = all.mid(line.textStart());
+      rest.replace(QChar::LineSeparator, QLatin1Char(' '));
+      lines.push_back(metrics.elidedText(rest, mode, width));
+      break;
+    }
+    lines.push_back(all.mid(line.textStart(), line.textLength()).trimmed());
+    if (last)
+      break;
+  }
+  layout.endLayout();
+  if (lines.isEmpty())
+    lines.push_back(QString());
+  return lines;
+}
+
+int RecordLabel::lineCount(int width) const {
+  return static_cast<int>(visibleLines(width).size());
+}
+
+QSize RecordLabel::sizeHint() const {
+  const QFontMetrics metrics(font());
+  const QMargins margins = contentsMargins();
+  int natural = 0;
+  for (const QString& paragraph : text().split(QLatin1Char('\n')))
+    natural = std::max(natural, metrics.horizontalAdvance(paragraph));
+  // A long text that may wrap asks for a line of reasonable length, not for all of it on one.
+  if (wraps())
+    natural = std::min(natural, metrics.averageCharWidth() * 48);
+  const int width = natural + margins.left() + margins.right() + 1;
+  return {width, wraps() ? heightForWidth(width)
+                         : metrics.lineSpacing() + margins.top() + margins.bottom()};
+}
+
+QSize RecordLabel::minimumSizeHint() const {
+  const QFontMetrics metrics(font());
+  const QMargins margins = contentsMargins();
+  const int shortest =
+      std::min(sizeHint().width(), metrics.averageCharWidth() * minimumElidedCharacters);
+  return {shortest + margins.left() + margins.right(),
+          metrics.lineSpacing() + margins.top() + margins.bottom()};
+}
+
+bool RecordLabel::hasHeightForWidth() const {
+  return wraps();
+}
+
+int RecordLabel::heightForWidth(int width) const {
+  const QMargins margins = contentsMargins();
+  const int inner = width - margins.left() - margins.right();
+  return lineCount(inner) * QFontMetrics(font()).lineSpacing() + margins.top() + margins.bottom();
+}
+
+void RecordLabel::paintEvent(QPaintEvent*) {
+  QPainter painter(this);
+  painter.setRenderHint(QPainter::Antialiasing);
+  if (badge_) {
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(*badge_);
+    painter.drawRoundedRect(QRectF(rect()), cornerRadius_, cornerRadius_);
+  }
+  const QRect area = contentsRect();
+  const QStringList lines = visibleLines(area.width());
+  const QFontMetrics metrics(font());
+  const int blockHeight = static_cast<int>(lines.size()) * metrics.lineSpacing();
+  // The block of lines stands in the middle of the height it is given.
+  int top = area.top() + std::max(0, (area.height() - blockHeight) / 2);
+  painter.setPen(palette().color(foregroundRole()));
+  painter.setFont(font());
+  const Qt::Alignment horizontal = alignment() & Qt::AlignHorizontal_Mask;
+  for (const QString& line : lines) {
+    const QRect lineRect(area.left(), top, area.width(), metrics.lineSpacing());
+    painter.drawText(lineRect, static_cast<int>(horizontal | Qt::AlignVCenter), line);
+    top += metrics.lineSpacing();
+  }
+}
+
+}  // namespace murvel::linux_platform::ui

@@ -1,0 +1,470 @@
+// The real app on a private desktop with a window manager and a tray: its tray icon is found and
+// clicked as a person would, and what opens is checked through the app's widget dump and saved as
+// screenshots for a person to look at.
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <QGuiApplication>
+#include <QPixmap>
+#include <QRect>
+#include <QScreen>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "RawHttpServer.h"
+#include "common/Files.h"
+#include "platform/linux/stores/SecretKeychainBackend.h"
+#include "stores/Keychain.h"
+
+extern char** environ;
+
+namespace murvel::testing {
+namespace {
+
+using json = nlohmann::json;
+using Server = murvel::test::RawHttpServer;
+using namespace std::chrono_literals;
+namespace fs = std::filesystem;
+
+// What a shell command printed.
+std::string output(const std::string& command) {
+  std::string result;
+  if (FILE* pipe = ::popen(command.c_str(), "r")) {
+    char buffer[4096];
+    while (std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe)) result.append(buffer, n);
+    ::pclose(pipe);
+  }
+  return result;
+}
+
+void run(const std::string& command) {
+  ASSERT_EQ(std::system(command.c_str()), 0) << command;
+}
+
+QRect frameOf(const json& widget) {
+  return {widget.at("x").get<int>(), widget.at("y").get<int>(), widget.at("w").get<int>(),
+          widget.at("h").get<int>()};
+}
+
+// Every widget of a window, depth first, the window itself included.
+void flatten(const json& widget, std::vector<const json*>& all) {
+  all.push_back(&widget);
+  for (const json& child : widget.at("children")) flatten(child, all);
+}
+
+std::vector<const json*> widgetsOf(const json& window) {
+  std::vector<const json*> all;
+  flatten(window, all);
+  return all;
+}
+
+// The visible texts of a window, in tree order.
+std::vector<std::string> visibleTexts(const json& window) {
+  std::vector<std::string> texts;
+  for (const json* widget : widgetsOf(window)) {
+    if (widget->at("visible").get<bool>() && widget->contains("text"))
+      texts.push_back(widget->at("text").get<std::string>());
+  }
+  return texts;
+}
+
+const json* visibleWidgetWithText(const json& window, const std::string& text) {
+  for (const json* widget : widgetsOf(window)) {
+    if (widget->at("visible").get<bool>() && widget->value("text", "") == text)
+      return widget;
+  }
+  return nullptr;
+}
+
+bool isLeaf(const json& widget) {
+  static const std::set<std::string> leaves{"murvel::linux_platform::ui::RecordLabel",
+                                            "QPushButton",
+                                            "QComboBox",
+                                            "QLineEdit",
+                                            "QTextEdit",
+                                            "QTabBar"};
+  return leaves.contains(widget.at("class").get<std::string>());
+}
+
+// Every visible control lies inside its window, and no two of them overlap: nothing is cut off
+// by the window's edge, and no line is drawn over another.
+void expectTidy(const json& window) {
+  const QRect bounds = frameOf(window);
+  std::vector<const json*> leaves;
+  for (const json* widget : widgetsOf(window)) {
+    if (!widget->at("visible").get<bool>() || !isLeaf(*widget))
+      continue;
+    const QRect frame = frameOf(*widget);
+    EXPECT_TRUE(bounds.contains(frame))
+        << widget->value("text", "") << " at " << frame.x() << "," << frame.y() << " "
+        << frame.width() << "x" << frame.height() << " leaves its window";
+    leaves.push_back(widget);
+  }
+  for (std::size_t i = 0; i < leaves.size(); ++i) {
+    for (std::size_t j = i + 1; j < leaves.size(); ++j) {
+      const QRect overlap = frameOf(*leaves[i]).intersected(frameOf(*leaves[j]));
+      EXPECT_TRUE(overlap.isEmpty()) << "\"" << leaves[i]->value("text", "") << "\" and \""
+                                     << leaves[j]->value("text", "") << "\" overlap";
+    }
+  }
+}
+
+// The app under test as a process, with its widget dump on request.
+class App {
+ public:
+  explicit App(const fs::path& dumpFile) : dumpFile_(dumpFile) {
+    const std::string variable = "MURVEL_WIDGET_DUMP=" + dumpFile.string();
+    std::vector<char*> environment;
+    for (char** entry = environ; *entry != nullptr; ++entry) environment.push_back(*entry);
+    environment.push_back(const_cast<char*>(variable.c_str()));
+    environment.push_back(nullptr);
+    std::string program = MURVEL_UNDER_TEST;
+    char* argv[] = {program.data(), nullptr};
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    const std::string log = (dumpFile.parent_path() / "murvel.out").string();
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, log.c_str(),
+                                     O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (posix_spawn(&pid_, argv[0], &actions, nullptr, argv, environment.data()) != 0)
+      pid_ = -1;
+    posix_spawn_file_actions_destroy(&actions);
+  }
+  ~App() {
+    if (pid_ > 0) {
+      ::kill(pid_, SIGKILL);
+      ::waitpid(pid_, nullptr, 0);
+    }
+  }
+  App(const App&) = delete;
+  App& operator=(const App&) = delete;
+
+  // A fresh dump of every top-level widget.
+  json dump() {
+    const int wanted = ++sequence_;
+    ::kill(pid_, SIGUSR1);
+    for (int i = 0; i < 500; ++i) {
+      if (auto text = readWholeFile(dumpFile_)) {
+        json parsed = json::parse(*text, nullptr, false);
+        if (!parsed.is_discarded() && parsed.value("sequence", 0) >= wanted)
+          return parsed;
+      }
+      std::this_thread::sleep_for(10ms);
+    }
+    return json{{"sequence", 0}, {"windows", json::array()}};
+  }
+
+  // The first visible top-level widget that `matches`, once there is one.
+  std::optional<json> waitForWindow(const std::function<bool(const json&)>& matches) {
+    for (int i = 0; i < 100; ++i) {
+      const json all = dump();
+      for (const json& window : all.at("windows")) {
+        if (window.at("visible").get<bool>() && matches(window))
+          return window;
+      }
+      std::this_thread::sleep_for(50ms);
+    }
+    return std::nullopt;
+  }
+
+  std::optional<int> terminate() {
+    ::kill(pid_, SIGTERM);
+    int status = 0;
+    for (int i = 0; i < 500; ++i) {
+      if (::waitpid(pid_, &status, WNOHANG) == pid_) {
+        pid_ = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+      }
+      std::this_thread::sleep_for(10ms);
+    }
+    return std::nullopt;
+  }
+
+ private:
+  fs::path dumpFile_;
+  pid_t pid_ = -1;
+  int sequence_ = 0;
+};
+
+bool isPanel(const json& window) {
+  return window.value("popup", false) && window.at("w") == 340;
+}
+
+class ScreenTest : public ::testing::Test {
+ protected:
+  static fs::path screenshots() {
+    static const fs::path directory = [] {
+      fs::path path = MURVEL_SCREENSHOT_DIR;
+      fs::create_directories(path);
+      std::printf("Screenshots go to %s\n", path.c_str());
+      return path;
+    }();
+    return directory;
+  }
+
+  ScreenTest()
+      : home_(std::getenv("HOME")),
+        service_(
+            [this](const Server::Request& request) {
+              if (request.requestLine.starts_with("POST /api/transcribe")) {
+                // The first dictation is understood, the next one meets a busy service.
+                if (transcriptions_++ == 0) {
+                  return Server::Answer{200, R"({"text":"Meet me at noon by the river.",
+                      "cleanup_attempted":true,"cleanup_applied":true,"cleanup_mode":"fast"})"};
+                }
+                return Server::Answer{200, R"({"error":"The service is busy right now."})"};
+              }
+              if (request.requestLine.starts_with("GET /api/account/info"))
+                return Server::Answer{200, R"({"email":"ada@example.com"})"};
+              return Server::Answer{200, "{}"};
+            },
+            MURVEL_TEST_SERVICE_PORT) {}
+
+  // A person who has signed in before and has seen this version's launch hint.
+  void signedIn() {
+    fs::create_directories(home_ / ".config/murvel");
+    std::ofstream(home_ / ".config/murvel/com.murvel.mac.json")
+        << R"({"hotkey":"right_ctrl","cleanupMode":"fast","signedInEmail":"ada@example.com",)"
+        << R"("lastLaunchHintVersion":"9.9"})";
+    linux_platform::SecretKeychainBackend keychain;
+    Keychain::save(keychain, "ui-key", Keychain::accessKeyAccount);
+  }
+
+  bool launched() const {
+    for (int i = 0; i < 1000; ++i) {
+      for (const auto& request : service_.requests()) {
+        if (request.requestLine.starts_with("HEAD /api/health"))
+          return true;
+      }
+      std::this_thread::sleep_for(10ms);
+    }
+    return false;
+  }
+
+  // The app's icon inside the tray's panel, as the X server has it.
+  std::optional<QRect> trayIcon() const {
+    const std::regex line(
+        R"(\("murvel_under_test" "Murvel"\)\s+(\d+)x(\d+)\+-?\d+\+-?\d+\s+\+(-?\d+)\+(-?\d+))");
+    for (int i = 0; i < 200; ++i) {
+      const std::string tree = output("xwininfo -root -tree");
+      const auto panel = tree.find(R"(("panel" "trayer"))");
+      std::smatch match;
+      const std::string below = panel == std::string::npos ? "" : tree.substr(panel);
+      if (std::regex_search(below, match, line)) {
+        return QRect(std::stoi(match[3]), std::stoi(match[4]), std::stoi(match[1]),
+                     std::stoi(match[2]));
+      }
+      std::this_thread::sleep_for(25ms);
+    }
+    return std::nullopt;
+  }
+
+  static void click(const QPoint& at, int button = 1) {
+    run("xdotool mousemove --sync " + std::to_string(at.x()) + " " + std::to_string(at.y()) +
+        " click " + std::to_string(button));
+  }
+
+  // Saves what the screen shows in `area`, widened by a margin, as <name>.png.
+  static void screenshot(const std::string& name, QRect area) {
+    area = area.adjusted(-8, -8, 8, 8).intersected(QRect(0, 0, 1280, 800));
+    // Let the last change reach the screen.
+    std::this_thread::sleep_for(300ms);
+    const QPixmap shot = QGuiApplication::primaryScreen()->grabWindow(0, area.x(), area.y(),
+                                                                      area.width(), area.height());
+    const fs::path file = screenshots() / (name + ".png");
+    EXPECT_TRUE(shot.save(QString::fromStdString(file.string()))) << file;
+    std::printf("  saved %s\n", file.c_str());
+  }
+
+  fs::path home_;
+  std::atomic<int> transcriptions_{0};
+  Server service_;
+};
+
+// One step of a dictation, and what the panel shows after it.
+struct PanelState {
+  const char* name;
+  const char* keys;  // xdotool key actions that lead there, or empty
+  std::vector<std::string> shown;
+  const char* recordTitle;
+};
+
+TEST_F(ScreenTest, PanelOpensUnderTheTrayIconAndShowsEachStateOfADictation) {
+  signedIn();
+  App app(home_ / "widgets.json");
+  ASSERT_TRUE(launched());
+  const auto icon = trayIcon();
+  ASSERT_TRUE(icon) << "no icon of Murvel in the tray:\n" << output("xwininfo -root -tree");
+
+  click(icon->center());
+  auto panel = app.waitForWindow(isPanel);
+  ASSERT_TRUE(panel) << "a left click on the tray icon opened no panel";
+  const QRect frame = frameOf(*panel);
+  EXPECT_EQ(frame.size(), QSize(340, 320));
+  EXPECT_TRUE(QRect(0, 0, 1280, 800).contains(frame));
+  EXPECT_GE(frame.top(), icon->bottom()) << "the panel opens under the icon";
+  EXPECT_LE(frame.left(), icon->center().x());
+  EXPECT_GE(frame.right(), icon->center().x());
+
+  const std::vector<PanelState> states{
+      {"idle",
+       "",
+       {"Murvel Dictation", "✦ Fast cleanup", "Dictate", "History", "Account"},
+       "Record"},
+      {"recording",
+       "keydown Control_R",
+       {"Listening…", "Release Right Control to stop and transcribe", "Recording…"},
+       "Stop"},
+      {"done",
+       "keyup Control_R",
+       {"Pasted!", "Meet me at noon by the river.", "Copy Result"},
+       "Record"},
+      {"error",
+       "keydown Control_R sleep 0.6 keyup Control_R",
+       {"Error", "Something went wrong", "The service is busy right now."},
+       "Record"},
+  };
+  for (const PanelState& state : states) {
+    SCOPED_TRACE(state.name);
+    if (*state.keys != '\0')
+      run(std::string("xdotool ") + state.keys);
+    panel = app.waitForWindow([&](const json& window) {
+      return isPanel(window) && visibleWidgetWithText(window, state.shown.front()) != nullptr;
+    });
+    ASSERT_TRUE(panel) << "the panel never showed " << state.shown.front();
+    if (std::string(state.name) == "recording")
+      std::this_thread::sleep_for(1200ms);  // the tray icon turns red on the pulse's first tick
+    EXPECT_THAT(visibleTexts(*panel), ::testing::IsSupersetOf(state.shown));
+    const json* record = visibleWidgetWithText(*panel, state.recordTitle);
+    EXPECT_TRUE(record != nullptr && record->at("class") == "QPushButton");
+    expectTidy(*panel);
+    screenshot("panel-" + std::string(state.name), frameOf(*panel).united(*icon));
+  }
+  EXPECT_EQ(app.terminate(), 0);
+}
+
+// A Settings tab, and texts it shows.
+struct SettingsTab {
+  const char* label;
+  std::vector<std::string> shown;
+};
+
+TEST_F(ScreenTest, RightClickMenuOpensSettingsWithItsFourTabs) {
+  signedIn();
+  App app(home_ / "widgets.json");
+  ASSERT_TRUE(launched());
+  const auto icon = trayIcon();
+  ASSERT_TRUE(icon);
+
+  click(icon->center(), 3);
+  const auto menu =
+      app.waitForWindow([](const json& window) { return window.contains("actions"); });
+  ASSERT_TRUE(menu) << "a right click on the tray icon opened no menu";
+  std::vector<std::string> entries;
+  QPoint settingsEntry;
+  for (const json& action : menu->at("actions")) {
+    entries.push_back(action.at("separator").get<bool>() ? "-"
+                                                         : action.at("text").get<std::string>());
+    if (action.at("text").get<std::string>().starts_with("Settings"))
+      settingsEntry = frameOf(action).center();
+  }
+  EXPECT_THAT(entries, ::testing::ElementsAre("Open Murvel", "-", "Cleanup Mode", "-",
+                                              "Settings (v9.9)…", "-", "Quit Murvel"));
+  screenshot("menu", frameOf(*menu).united(*icon));
+  click(settingsEntry);
+
+  auto window = app.waitForWindow(
+      [](const json& window) { return window.value("title", "") == "Murvel Settings (v9.9)"; });
+  ASSERT_TRUE(window) << "choosing Settings opened no window";
+  EXPECT_TRUE(QRect(0, 0, 1280, 800).contains(frameOf(*window)));
+  const std::vector<SettingsTab> tabs{
+      {"Setup",
+       {"Account Email:", "ada@example.com", "Signed in as ada@example.com",
+        "Continue with Email"}},
+      {"Preferences",
+       {"HOTKEY", "Right Control ⌃", "Pick Button…", "CLEANUP MODE", "Fast (no AI rewrite)",
+        "Auto (match speaker)"}},
+      {"Permissions", {"Microphone", "Accessibility", "Refresh"}},
+      {"About", {"Version:", "9.9", "Murvel Cloud voice capture", "Website:"}},
+  };
+  for (const SettingsTab& tab : tabs) {
+    SCOPED_TRACE(tab.label);
+    const json* tabBar = nullptr;
+    for (const json* widget : widgetsOf(*window)) {
+      if (widget->at("class") == "QTabBar" && widget->contains("tabs") &&
+          widget->at("tabs").size() == 4)
+        tabBar = widget;
+    }
+    ASSERT_NE(tabBar, nullptr);
+    for (const json& each : tabBar->at("tabs")) {
+      if (each.at("text") == tab.label)
+        click(frameOf(each).center());
+    }
+    window = app.waitForWindow([&](const json& candidate) {
+      return candidate.value("title", "") == "Murvel Settings (v9.9)" &&
+             visibleWidgetWithText(candidate, tab.shown.front()) != nullptr;
+    });
+    ASSERT_TRUE(window) << "the tab never showed " << tab.shown.front();
+    EXPECT_THAT(visibleTexts(*window), ::testing::IsSupersetOf(tab.shown));
+    expectTidy(*window);
+    // The window manager's frame and title bar lie around the window's own area.
+    screenshot("settings-" + std::string(tab.label), frameOf(*window).adjusted(-4, -28, 4, 4));
+  }
+  EXPECT_EQ(app.terminate(), 0);
+}
+
+// Where the app cannot reach an X11 display, and what it is then told.
+struct NoDisplay {
+  const char* name;
+  const char* display;  // null: unset
+  const char* wayland;  // null: unset
+  const char* says;
+};
+
+class NoDisplayTest : public ::testing::TestWithParam<NoDisplay> {};
+
+TEST_P(NoDisplayTest, SaysWhatIsMissingInOneSentenceAndExitsWithOne) {
+  const NoDisplay& setting = GetParam();
+  std::string command = "env -u DISPLAY -u WAYLAND_DISPLAY";
+  if (setting.display != nullptr)
+    command += std::string(" DISPLAY=") + setting.display;
+  if (setting.wayland != nullptr)
+    command += std::string(" WAYLAND_DISPLAY=") + setting.wayland;
+  command += std::string(" ") + MURVEL_UNDER_TEST + " 2>&1; echo \"exit=$?\"";
+  const std::string said = output(command);
+  EXPECT_THAT(said, ::testing::HasSubstr(setting.says));
+  EXPECT_THAT(said, ::testing::EndsWith("\nexit=1\n"));
+  EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 2) << said;
+}
+
+INSTANTIATE_TEST_SUITE_P(Settings, NoDisplayTest,
+                         ::testing::Values(NoDisplay{"Unset", nullptr, nullptr,
+                                                     "needs an X11 display, and none is set"},
+                                           NoDisplay{"WaylandWithoutXWayland", nullptr, "wayland-0",
+                                                     "this Wayland session offers none"},
+                                           NoDisplay{"Unreachable", ":97", nullptr,
+                                                     "cannot open the X11 display \":97\""}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+}  // namespace
+}  // namespace murvel::testing
+
+int main(int argc, char** argv) {
+  // The test grabs the screen through its own connection to the private display.
+  QGuiApplication application(argc, argv);
+  ::testing::InitGoogleTest(&argc, argv);
+  return RUN_ALL_TESTS();
+}
