@@ -80,11 +80,12 @@ if [ "$want_wm" = 1 ]; then
   openbox --sm-disable --config-file /dev/null >"$root/openbox.log" 2>&1 &
   pids+=($!)
   # The manager is in charge once it names itself on the root window.
+  wm_up() { [[ "$(xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null)" == *'window id'* ]]; }
   for _ in $(seq 1 100); do
-    xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id' && break
+    wm_up && break
     sleep 0.05
   done
-  xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id' ||
+  wm_up ||
     { echo "session.sh: openbox did not start" >&2; cat "$root/openbox.log" >&2; exit 1; }
 fi
 
@@ -93,11 +94,12 @@ if [ "$want_tray" = 1 ]; then
     --SetPartialStrut true --transparent false --tint 0x2b2b2b >"$root/trayer.log" 2>&1 &
   pids+=($!)
   # The tray is there once its window is; it took the XEmbed tray selection before that.
+  tray_up() { [[ "$(xwininfo -root -tree 2>/dev/null)" == *'("trayer" "Trayer")'* ]]; }
   for _ in $(seq 1 100); do
-    xwininfo -root -tree 2>/dev/null | grep -q '("trayer" "Trayer")' && break
+    tray_up && break
     sleep 0.05
   done
-  xwininfo -root -tree 2>/dev/null | grep -q '("trayer" "Trayer")' ||
+  tray_up ||
     { echo "session.sh: trayer did not start" >&2; cat "$root/trayer.log" >&2; exit 1; }
 fi
 

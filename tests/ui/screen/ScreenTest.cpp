@@ -76,8 +76,11 @@ std::vector<const json*> widgetsOf(const json& window) {
 std::vector<std::string> visibleTexts(const json& window) {
   std::vector<std::string> texts;
   for (const json* widget : widgetsOf(window)) {
-    if (widget->at("visible").get<bool>() && widget->contains("text"))
+    if (!widget->at("visible").get<bool>())
+      continue;
+    if (widget->contains("text"))
       texts.push_back(widget->at("text").get<std::string>());
+    for (const json& tab : widget->value("tabs", json::array())) texts.push_back(tab.at("text"));
   }
   return texts;
 }
@@ -257,15 +260,17 @@ class ScreenTest : public ::testing::Test {
   // The app's icon inside the tray's panel, as the X server has it.
   std::optional<QRect> trayIcon() const {
     const std::regex line(
-        R"(\("murvel_under_test" "Murvel"\)\s+(\d+)x(\d+)\+-?\d+\+-?\d+\s+\+(-?\d+)\+(-?\d+))");
+        R"((0x[0-9a-f]+) .*\("murvel_under_test" "Murvel"\)\s+(\d+)x(\d+)\+-?\d+\+-?\d+\s+\+(-?\d+)\+(-?\d+))");
     for (int i = 0; i < 200; ++i) {
       const std::string tree = output("xwininfo -root -tree");
       const auto panel = tree.find(R"(("panel" "trayer"))");
       std::smatch match;
       const std::string below = panel == std::string::npos ? "" : tree.substr(panel);
-      if (std::regex_search(below, match, line)) {
-        return QRect(std::stoi(match[3]), std::stoi(match[4]), std::stoi(match[1]),
-                     std::stoi(match[2]));
+      // Docked and mapped: a click there reaches the icon.
+      if (std::regex_search(below, match, line) &&
+          output("xwininfo -id " + match[1].str()).find("IsViewable") != std::string::npos) {
+        return QRect(std::stoi(match[4]), std::stoi(match[5]), std::stoi(match[2]),
+                     std::stoi(match[3]));
       }
       std::this_thread::sleep_for(25ms);
     }
@@ -273,8 +278,9 @@ class ScreenTest : public ::testing::Test {
   }
 
   static void click(const QPoint& at, int button = 1) {
-    run("xdotool mousemove --sync " + std::to_string(at.x()) + " " + std::to_string(at.y()) +
-        " click " + std::to_string(button));
+    // Not --sync: it waits for a motion that never comes when the pointer is already there.
+    run("xdotool mousemove " + std::to_string(at.x()) + " " + std::to_string(at.y()) +
+        " sleep 0.1 click " + std::to_string(button));
   }
 
   // Saves what the screen shows in `area`, widened by a margin, as <name>.png.
@@ -287,6 +293,34 @@ class ScreenTest : public ::testing::Test {
     const fs::path file = screenshots() / (name + ".png");
     EXPECT_TRUE(shot.save(QString::fromStdString(file.string()))) << file;
     std::printf("  saved %s\n", file.c_str());
+  }
+
+  // A left click on the tray icon, and the panel it opens.
+  std::optional<json> openPanel(App& app, const QRect& icon) {
+    click(icon.center());
+    return app.waitForWindow(isPanel);
+  }
+
+  // A right click on the tray icon, and the menu it opens.
+  std::optional<json> openMenu(App& app, const QRect& icon) {
+    click(icon.center(), 3);
+    return app.waitForWindow([](const json& window) { return window.contains("actions"); });
+  }
+
+  // The Settings window, opened from the menu.
+  std::optional<json> openSettings(App& app, const QRect& icon) {
+    const auto menu = openMenu(app, icon);
+    if (!menu)
+      return std::nullopt;
+    for (const json& action : menu->at("actions")) {
+      if (action.at("text").get<std::string>().starts_with("Settings"))
+        click(frameOf(action).center());
+    }
+    return app.waitForWindow(isSettings);
+  }
+
+  static bool isSettings(const json& window) {
+    return window.value("title", "") == "Murvel Settings (v9.9)";
   }
 
   fs::path home_;
@@ -309,9 +343,8 @@ TEST_F(ScreenTest, PanelOpensUnderTheTrayIconAndShowsEachStateOfADictation) {
   const auto icon = trayIcon();
   ASSERT_TRUE(icon) << "no icon of Murvel in the tray:\n" << output("xwininfo -root -tree");
 
-  click(icon->center());
-  auto panel = app.waitForWindow(isPanel);
-  ASSERT_TRUE(panel) << "a left click on the tray icon opened no panel";
+  auto panel = openPanel(app, *icon);
+  ASSERT_TRUE(panel) << "a left click on the tray icon opened no panel\n" << app.dump().dump(1).substr(0, 3000) << output("cat $HOME/murvel.out; xwininfo -root -tree");
   const QRect frame = frameOf(*panel);
   EXPECT_EQ(frame.size(), QSize(340, 320));
   EXPECT_TRUE(QRect(0, 0, 1280, 800).contains(frame));
@@ -353,6 +386,22 @@ TEST_F(ScreenTest, PanelOpensUnderTheTrayIconAndShowsEachStateOfADictation) {
     expectTidy(*panel);
     screenshot("panel-" + std::string(state.name), frameOf(*panel).united(*icon));
   }
+
+  // The dictation that was understood is in the history, one row of two lines.
+  for (const json* widget : widgetsOf(*panel)) {
+    for (const json& tab : widget->value("tabs", json::array())) {
+      if (tab.at("text") == "History")
+        click(frameOf(tab).center());
+    }
+  }
+  panel = app.waitForWindow([](const json& window) {
+    return isPanel(window) && visibleWidgetWithText(window, "Double-click to re-paste") != nullptr;
+  });
+  ASSERT_TRUE(panel) << "the History tab never showed";
+  EXPECT_THAT(visibleTexts(*panel), ::testing::Contains("Meet me at noon by the river."));
+  EXPECT_THAT(visibleTexts(*panel), ::testing::Contains(::testing::EndsWith(" · 7 words")));
+  expectTidy(*panel);
+  screenshot("panel-history", frameOf(*panel).united(*icon));
   EXPECT_EQ(app.terminate(), 0);
 }
 
@@ -386,8 +435,7 @@ TEST_F(ScreenTest, RightClickMenuOpensSettingsWithItsFourTabs) {
   screenshot("menu", frameOf(*menu).united(*icon));
   click(settingsEntry);
 
-  auto window = app.waitForWindow(
-      [](const json& window) { return window.value("title", "") == "Murvel Settings (v9.9)"; });
+  auto window = app.waitForWindow(isSettings);
   ASSERT_TRUE(window) << "choosing Settings opened no window";
   EXPECT_TRUE(QRect(0, 0, 1280, 800).contains(frameOf(*window)));
   const std::vector<SettingsTab> tabs{
@@ -414,7 +462,7 @@ TEST_F(ScreenTest, RightClickMenuOpensSettingsWithItsFourTabs) {
         click(frameOf(each).center());
     }
     window = app.waitForWindow([&](const json& candidate) {
-      return candidate.value("title", "") == "Murvel Settings (v9.9)" &&
+      return isSettings(candidate) &&
              visibleWidgetWithText(candidate, tab.shown.front()) != nullptr;
     });
     ASSERT_TRUE(window) << "the tab never showed " << tab.shown.front();
@@ -425,6 +473,91 @@ TEST_F(ScreenTest, RightClickMenuOpensSettingsWithItsFourTabs) {
   }
   EXPECT_EQ(app.terminate(), 0);
 }
+
+// One step of a hotkey capture: a click on the button with this title, or a key pressed.
+struct PickerStep {
+  const char* click;
+  const char* key;
+  const char* buttonShows;
+};
+
+// A surface with a hotkey picker, and a capture carried out on it.
+struct PickerSurface {
+  const char* name;
+  bool settingsWindow;
+  std::vector<PickerStep> steps;
+  const char* popUpShows;
+};
+
+class HotkeyPickerTest : public ScreenTest, public ::testing::WithParamInterface<PickerSurface> {};
+
+TEST_P(HotkeyPickerTest, HearsEscapeOrdinaryKeysAndModifiersOfItsOwnWindow) {
+  const PickerSurface& surface = GetParam();
+  signedIn();
+  App app(home_ / "widgets.json");
+  ASSERT_TRUE(launched());
+  const auto icon = trayIcon();
+  ASSERT_TRUE(icon);
+  const auto matches = [&](const json& window) {
+    return surface.settingsWindow ? isSettings(window) : isPanel(window);
+  };
+  auto window = surface.settingsWindow ? openSettings(app, *icon) : openPanel(app, *icon);
+  ASSERT_TRUE(window);
+  if (surface.settingsWindow) {
+    for (const json* widget : widgetsOf(*window)) {
+      for (const json& tab : widget->value("tabs", json::array())) {
+        if (tab.at("text") == "Preferences")
+          click(frameOf(tab).center());
+      }
+    }
+  }
+  for (const PickerStep& step : surface.steps) {
+    SCOPED_TRACE(step.click != nullptr ? step.click : step.key);
+    if (step.click != nullptr) {
+      window = app.waitForWindow([&](const json& candidate) {
+        return matches(candidate) && visibleWidgetWithText(candidate, step.click) != nullptr;
+      });
+      ASSERT_TRUE(window);
+      click(frameOf(*visibleWidgetWithText(*window, step.click)).center());
+    } else {
+      run(std::string("xdotool key ") + step.key);
+    }
+    window = app.waitForWindow([&](const json& candidate) {
+      return matches(candidate) && visibleWidgetWithText(candidate, step.buttonShows) != nullptr;
+    });
+    ASSERT_TRUE(window) << "the pick button never read " << step.buttonShows;
+  }
+  const json* popUp = nullptr;
+  for (const json* widget : widgetsOf(*window)) {
+    if (widget->at("class") == "QComboBox" && widget->at("visible").get<bool>() && !popUp)
+      popUp = widget;
+  }
+  ASSERT_NE(popUp, nullptr);
+  EXPECT_EQ(popUp->at("text"), surface.popUpShows);
+  const json settings = json::parse(
+      readWholeFile(home_ / ".config/murvel/com.murvel.mac.json").value_or("{}"), nullptr, false);
+  EXPECT_EQ(settings.value("hotkey", ""), "right_cmd");
+  EXPECT_EQ(app.terminate(), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Surfaces, HotkeyPickerTest,
+                         ::testing::Values(PickerSurface{"Panel",
+                                                         false,
+                                                         {{"Map", nullptr, "Wait"},
+                                                          {nullptr, "a", "Retry"},
+                                                          {nullptr, "Escape", "Done"},
+                                                          {"Map", nullptr, "Wait"},
+                                                          {nullptr, "Super_R", "Picked"}},
+                                                         "Right ⌘"},
+                                           PickerSurface{"SettingsWindow",
+                                                         true,
+                                                         {{"Pick Button…", nullptr, "Press a key…"},
+                                                          {nullptr, "a", "Use a supported key"},
+                                                          {nullptr, "Escape", "Cancelled"},
+                                                          {"Pick Button…", nullptr, "Press a key…"},
+                                                          {nullptr, "Super_R", "Picked Right ⌘"}},
+                                                         "Right Command ⌘"}),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 // Where the app cannot reach an X11 display, and what it is then told.
 struct NoDisplay {

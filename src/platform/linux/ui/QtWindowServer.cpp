@@ -6,6 +6,7 @@
 #include <QCursor>
 #include <QKeyEvent>
 #include <QLineEdit>
+#include <QPainter>
 #include <QPushButton>
 #include <QScreen>
 #include <QTextEdit>
@@ -139,6 +140,13 @@ class PopoverPanel final : public QWidget {
   void forget() { record_ = nullptr; }
 
  protected:
+  // A thin line around the panel sets it off from whatever lies behind it.
+  void paintEvent(QPaintEvent* event) override {
+    QWidget::paintEvent(event);
+    QPainter painter(this);
+    painter.setPen(palette().color(QPalette::Mid));
+    painter.drawRect(rect().adjusted(0, 0, -1, -1));
+  }
   void hideEvent(QHideEvent* event) override {
     QWidget::hideEvent(event);
     if (record_ != nullptr && record_->isShown())

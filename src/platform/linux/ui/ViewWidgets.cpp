@@ -106,8 +106,14 @@ class ViewBinding final : public RecordBinding<View, QWidget> {
       QWidget* widget = makeWidget(*control, &view());
       if (widget == nullptr)
         return;
-      const int stretch = fills || takesSpareWidth(*control) ? 1 : 0;
-      line->addWidget(widget, stretch, Qt::AlignVCenter);
+      // Each control first gets the width it asks for; what is left goes to those that take
+      // spare width.
+      if (takesSpareWidth(*control)) {
+        QSizePolicy policy = widget->sizePolicy();
+        policy.setHorizontalPolicy(QSizePolicy::Expanding);
+        widget->setSizePolicy(policy);
+      }
+      line->addWidget(widget, fills ? 1 : 0, Qt::AlignVCenter);
     };
     for (Control* control : row.leading) add(control);
     const bool spacers = !anyFlexible && !fills;

@@ -359,6 +359,9 @@ bool X11EventMonitors::Impl::focusIsOurs() {
     return false;
   std::vector<WId> ours;
   for (QWindow* window : QGuiApplication::allWindows()) {
+    // An open popup of this process (the panel, a menu) holds the keyboard without the focus.
+    if (window->isVisible() && window->type() == Qt::Popup)
+      return true;
     if (window->handle() != nullptr)
       ours.push_back(window->winId());
   }
