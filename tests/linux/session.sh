@@ -1,21 +1,24 @@
 #!/usr/bin/env bash
 # Runs a command inside a private desktop session made for it, and tears the session down after.
 #
-#   session.sh [--x11] [--wm] [--tray] [--bus] [--keyring] [--pulse] -- command [args...]
+#   session.sh [--x11] [--wm] [--tray] [--bus] [--keyring] [--pulse --mic FEEDER] -- command [args...]
 #
 #   --x11      an Xvfb display (DISPLAY)
 #   --wm       an EWMH window manager on it, openbox (implies --x11)
 #   --tray     a system tray along the top edge of the screen, trayer (implies --wm)
 #   --bus      a D-Bus session bus (DBUS_SESSION_BUS_ADDRESS)
 #   --keyring  an unlocked Secret Service keyring on that bus (implies --bus)
-#   --pulse    a PulseAudio server whose default source is the monitor of a null sink "vmic",
-#              the virtual microphone: play into the sink and it is what the microphone hears
+#   --pulse    a PulseAudio server whose default source is "vmic", a virtual microphone that
+#              delivers 16 kHz samples in real time like a sound card, fed by FEEDER (the program
+#              built from tests/support/MicrophoneFeeder.cpp, given with --mic). Tests speak into
+#              it through MURVEL_MIC_CONTROL (tests/support/VirtualMicrophone.h). The default sink
+#              is a null sink "speakers".
 #
 # HOME and the XDG directories always point into a fresh temporary directory, so nothing of the
 # real user's is touched. A service that cannot start is an error, never a skipped test.
 set -euo pipefail
 
-want_x11=0 want_wm=0 want_tray=0 want_bus=0 want_keyring=0 want_pulse=0
+want_x11=0 want_wm=0 want_tray=0 want_bus=0 want_keyring=0 want_pulse=0 mic_feeder=
 while [ $# -gt 0 ]; do
   case "$1" in
     --x11) want_x11=1 ;;
@@ -24,12 +27,18 @@ while [ $# -gt 0 ]; do
     --bus) want_bus=1 ;;
     --keyring) want_keyring=1 want_bus=1 ;;
     --pulse) want_pulse=1 ;;
+    --mic) [ $# -ge 2 ] || { echo "session.sh: --mic needs the feeder program" >&2; exit 2; }
+      mic_feeder="$2" want_pulse=1; shift ;;
     --) shift; break ;;
     *) echo "session.sh: unknown option $1" >&2; exit 2 ;;
   esac
   shift
 done
 [ $# -gt 0 ] || { echo "session.sh: no command given" >&2; exit 2; }
+if [ "$want_pulse" = 1 ] && [ ! -x "$mic_feeder" ]; then
+  echo "session.sh: --pulse needs the microphone feeder: --mic build/<preset>/tests/support/murvel_mic_feeder (built: ${mic_feeder:-none given})" >&2
+  exit 2
+fi
 
 # Inside the bus session the rest of the script runs again, with the bus already there.
 if [ "$want_bus" = 1 ] && [ -z "${MURVEL_SESSION_BUS:-}" ]; then
@@ -38,7 +47,7 @@ if [ "$want_bus" = 1 ] && [ -z "${MURVEL_SESSION_BUS:-}" ]; then
   [ "$want_wm" = 1 ] && flags+=(--wm)
   [ "$want_tray" = 1 ] && flags+=(--tray)
   [ "$want_keyring" = 1 ] && flags+=(--keyring)
-  [ "$want_pulse" = 1 ] && flags+=(--pulse)
+  [ "$want_pulse" = 1 ] && flags+=(--pulse --mic "$mic_feeder")
   export MURVEL_SESSION_BUS=1
   exec dbus-run-session -- "$0" "${flags[@]}" -- "$@"
 fi
@@ -121,29 +130,29 @@ if [ "$want_keyring" = 1 ]; then
 fi
 
 if [ "$want_pulse" = 1 ]; then
+  export MURVEL_MIC_FIFO="$root/vmic.fifo" MURVEL_MIC_CONTROL="$root/vmic.sock"
   pulseaudio -D -n --exit-idle-time=-1 --daemonize=yes --log-target=file:"$root/pulse.log" \
     --load=module-native-protocol-unix \
-    --load="module-null-sink sink_name=vmic rate=16000 channels=1" \
+    --load="module-pipe-source source_name=vmic file=$MURVEL_MIC_FIFO format=s16le rate=16000 channels=1" \
     --load="module-null-sink sink_name=speakers" 2>/dev/null
   for _ in $(seq 1 100); do pactl info >/dev/null 2>&1 && break; sleep 0.05; done
   pactl info >/dev/null 2>&1 || { echo "session.sh: PulseAudio did not start" >&2; exit 1; }
   pactl set-default-sink speakers
-  pactl set-default-source vmic.monitor
-  # A null sink that nothing plays into renders two seconds ahead and then sleeps, so a new
-  # recording of its monitor would wait that long for its first sample; a real microphone does
-  # not. A low-latency stream of silence keeps each sink in small steps, and one suspend and
-  # resume, once both streams play, drops what it had rendered ahead.
-  for sink in vmic speakers; do
-    pacat --playback --device="$sink" --latency-msec=20 --raw /dev/zero >/dev/null 2>&1 &
-    pids+=($!)
-  done
+  pactl set-default-source vmic
+  "$mic_feeder" "$MURVEL_MIC_FIFO" "$MURVEL_MIC_CONTROL" 2>"$root/feeder.log" &
+  pids+=($!)
+  for _ in $(seq 1 100); do [ -S "$MURVEL_MIC_CONTROL" ] && break; sleep 0.05; done
+  [ -S "$MURVEL_MIC_CONTROL" ] ||
+    { echo "session.sh: the microphone feeder did not start" >&2; cat "$root/feeder.log" >&2; exit 1; }
+  # A null sink that nothing plays into renders two seconds ahead and then sleeps; a stream of
+  # silence keeps the speakers in small steps, so what the app plays is heard when it plays it.
+  pacat --playback --device=speakers --latency-msec=20 --raw /dev/zero >/dev/null 2>&1 &
+  pids+=($!)
   for _ in $(seq 1 100); do
-    [ "$(pactl list short sink-inputs | wc -l)" -ge 2 ] && break
+    [ "$(pactl list short sink-inputs | wc -l)" -ge 1 ] && break
     sleep 0.05
   done
-  for sink in vmic speakers; do
-    pactl suspend-sink "$sink" 1 && pactl suspend-sink "$sink" 0
-  done
+  pactl suspend-sink speakers 1 && pactl suspend-sink speakers 0
 fi
 
 set +e

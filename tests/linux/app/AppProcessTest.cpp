@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "RawHttpServer.h"
+#include "VirtualMicrophone.h"
 #include "common/Files.h"
 #include "platform/linux/stores/SecretKeychainBackend.h"
 #include "stores/Keychain.h"
@@ -183,9 +184,8 @@ TEST_F(AppProcessTest, KilledInstanceLeavesNothingThatBlocksTheNext) {
 // into the virtual microphone, the upload, the reply, the paste and what is left behind.
 TEST(AppDictationTest, HeldKeyRecordsTheMicrophoneAndDeliversTheReply) {
   const std::filesystem::path home = std::getenv("HOME");
-  const std::filesystem::path speech = home / "speech.wav";
-  ASSERT_EQ(std::system(("flite -t 'meet me at noon by the river' -o " + speech.string()).c_str()),
-            0);
+  const auto speech = murvel::test::speech("meet me at noon by the river", home);
+  ASSERT_FALSE(speech.empty());
   std::filesystem::create_directories(home / ".config/murvel");
   // No hotkey chosen: the display has no key for Fn, so Right Control is the default.
   std::ofstream(home / ".config/murvel/com.murvel.mac.json") << R"({"cleanupMode":"off"})";
@@ -214,7 +214,7 @@ TEST(AppDictationTest, HeldKeyRecordsTheMicrophoneAndDeliversTheReply) {
       << "the app did not finish its launch";
 
   ASSERT_EQ(std::system("xdotool keydown Control_R"), 0);
-  ASSERT_EQ(std::system(("paplay --device=vmic " + speech.string()).c_str()), 0);
+  ASSERT_TRUE(murvel::test::say(speech));
   ASSERT_EQ(std::system("xdotool keyup Control_R"), 0);
 
   const std::filesystem::path history = home / ".local/share/Murvel/history.json";

@@ -1,5 +1,7 @@
 #include "AudioTestSupport.h"
 
+#include "VirtualMicrophone.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -32,13 +34,14 @@ std::filesystem::path scratchDirectory() {
 }
 
 std::filesystem::path speak(const std::string& text, const std::filesystem::path& directory) {
-  const auto file = directory / "speech.wav";
-  EXPECT_EQ(run("flite -t '" + text + "' -o " + file.string()), 0);
+  const auto file = murvel::test::speech(text, directory);
+  EXPECT_FALSE(file.empty()) << "flite could not say: " << text;
   return file;
 }
 
 void playIntoMicrophone(const std::filesystem::path& file) {
-  EXPECT_EQ(run("paplay --device=vmic " + file.string()), 0);
+  murvel::test::Utterance utterance(file);
+  EXPECT_TRUE(utterance.ended()) << utterance.error();
 }
 
 bool stopSoundServer() {
@@ -47,9 +50,12 @@ bool stopSoundServer() {
 }
 
 bool startSoundServer() {
-  return run("pulseaudio -D -n --exit-idle-time=-1 --load=module-native-protocol-unix "
-             "--load='module-null-sink sink_name=vmic rate=16000 channels=1' 2>/dev/null") == 0 &&
-         eventually(serverAnswers) && run("pactl set-default-source vmic.monitor") == 0;
+  // The same microphone again: its feeder opens the new server's end of the FIFO by itself.
+  return run(std::string("pulseaudio -D -n --exit-idle-time=-1 --load=module-native-protocol-unix "
+                         "--load='module-pipe-source source_name=vmic file=") +
+             std::getenv("MURVEL_MIC_FIFO") + " format=s16le rate=16000 channels=1' 2>/dev/null") ==
+             0 &&
+         eventually(serverAnswers) && run("pactl set-default-source vmic") == 0;
 }
 
 double Wav::rms() const {
@@ -82,6 +88,26 @@ Wav readWav(const std::filesystem::path& file) {
   wav.samples.resize((bytes.size() - 44) / 2);
   std::copy_n(&bytes[44], 2 * wav.samples.size(), reinterpret_cast<char*>(wav.samples.data()));
   return wav;
+}
+
+void writeWav(const std::filesystem::path& file, const Wav& wav) {
+  const std::uint32_t data = 2 * std::uint32_t(wav.samples.size());
+  std::string header = "RIFF....WAVEfmt ....ppccrrrrbbbbaabbdata....";
+  const auto put = [&](std::size_t at, std::uint32_t value, int width) {
+    for (int i = 0; i < width; ++i) header[at + std::size_t(i)] = char((value >> (8 * i)) & 0xff);
+  };
+  put(4, 36 + data, 4);
+  put(16, 16, 4);
+  put(20, 1, 2);
+  put(22, 1, 2);
+  put(24, wav.sampleRate, 4);
+  put(28, 2 * wav.sampleRate, 4);
+  put(32, 2, 2);
+  put(34, 16, 2);
+  put(40, data, 4);
+  std::ofstream out(file, std::ios::binary);
+  out << header;
+  out.write(reinterpret_cast<const char*>(wav.samples.data()), data);
 }
 
 std::shared_ptr<void> freezeServer() {

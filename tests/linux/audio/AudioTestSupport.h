@@ -43,6 +43,7 @@ struct Wav {
   double energy() const { return rms() * rms() * seconds(); }
 };
 Wav readWav(const std::filesystem::path& file);
+void writeWav(const std::filesystem::path& file, const Wav& wav);
 
 // Points the sound clients of this process at a socket where no server listens.
 struct NoSoundServer {

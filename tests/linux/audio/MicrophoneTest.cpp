@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cmath>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -8,6 +9,7 @@
 #include <thread>
 
 #include "AudioTestSupport.h"
+#include "VirtualMicrophone.h"
 #include "dictation/RecorderSettings.h"
 #include "platform/linux/audio/AudioErrors.h"
 #include "platform/linux/audio/PulseAudioCaptureDevice.h"
@@ -81,6 +83,66 @@ TEST_F(MicrophoneTest, RecordsAllOfWhatItHears) {
   EXPECT_NEAR(wav.energy() / original.energy(), 1.0, 0.1);
 }
 
+// Where a stretch of a linear sweep lies in the sweep: the offset whose samples match it best.
+std::size_t placeInSweep(const std::vector<std::int16_t>& sweep, const std::int16_t* stretch,
+                         std::size_t length) {
+  std::size_t best = 0;
+  double bestScore = -1;
+  for (std::size_t offset = 0; offset + length <= sweep.size(); ++offset) {
+    double dot = 0, power = 0;
+    for (std::size_t i = 0; i < length; ++i) {
+      dot += double(stretch[i]) * sweep[offset + i];
+      power += double(sweep[offset + i]) * sweep[offset + i];
+    }
+    const double score = power > 0 ? dot / std::sqrt(power) : 0;
+    if (score > bestScore)
+      best = offset, bestScore = score;
+  }
+  return best;
+}
+
+// A microphone hears what is said while the key is held, no earlier and no later: the recording of
+// a hold in the middle of a sweep holds exactly the part of the sweep played during the hold.
+TEST_F(MicrophoneTest, ASweepPlayedAcrossAHoldComesBackCoveringTheHold) {
+  constexpr std::uint32_t rate = 16000;
+  constexpr double seconds = 4, from = 300, to = 3000;
+  Wav sweep{rate, {}};
+  for (std::uint32_t i = 0; i < std::uint32_t(seconds * rate); ++i) {
+    const double t = double(i) / rate;
+    sweep.samples.push_back(
+        std::int16_t(8000 * std::sin(2 * M_PI * (from * t + (to - from) * t * t / (2 * seconds)))));
+  }
+  const auto file = directory_ / "sweep.wav";
+  writeWav(file, sweep);
+
+  murvel::test::Utterance utterance(file);
+  const auto started = utterance.started();
+  ASSERT_TRUE(started) << utterance.error();
+  std::this_thread::sleep_until(*started + 1s);
+  const auto press = std::chrono::steady_clock::now();
+  auto taking = recorder();
+  ASSERT_TRUE(taking && taking->record());
+  std::this_thread::sleep_until(*started + 3s);
+  const auto release = std::chrono::steady_clock::now();
+  taking->stop();
+  ASSERT_TRUE(utterance.ended());
+
+  const Wav wav = readWav(file_);
+  constexpr std::size_t window = rate / 50;  // 20 ms
+  ASSERT_GT(wav.samples.size(), 2 * window);
+  const auto first = placeInSweep(sweep.samples, wav.samples.data(), window);
+  const auto last =
+      placeInSweep(sweep.samples, wav.samples.data() + wav.samples.size() - window, window) +
+      window;
+  const auto inSweep = [&](std::chrono::steady_clock::time_point instant) {
+    return std::chrono::duration<double>(instant - *started).count();
+  };
+  EXPECT_NEAR(double(first) / rate, inSweep(press), 0.05);
+  EXPECT_NEAR(double(last) / rate, inSweep(release), 0.05);
+  // And nothing in between went missing or came twice.
+  EXPECT_NEAR(double(wav.samples.size()) / rate, double(last - first) / rate, 0.05);
+}
+
 TEST_F(MicrophoneTest, ANewRecordingReplacesTheFileWhileReadersKeepTheOldOne) {
   const auto speech = speak("The first take is the longer one.", directory_);
   auto first = recorder();
@@ -124,8 +186,9 @@ TEST_F(MicrophoneTest, TheStatusFollowsTheSourceWithoutAskingTheServer) {
     // The recorder does ask before it records, and gives up rather than hang.
     EXPECT_EQ(refusal().code, static_cast<long>(AudioErrorCode::noSoundServer));
   }
-  // Without its sinks the server has no source left at all.
-  ASSERT_EQ(run("pactl unload-module module-null-sink"), 0);
+  // Without the microphone and the speakers' monitor the server has no source left at all.
+  ASSERT_EQ(run("pactl unload-module module-pipe-source && pactl unload-module module-null-sink"),
+            0);
   EXPECT_TRUE(eventually([&] { return unavailable(microphone_); }));
   EXPECT_EQ(requestedAccess(microphone_), false);
   EXPECT_EQ(refusal().localizedDescription, "No microphone was found.");

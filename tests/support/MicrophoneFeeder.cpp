@@ -1,0 +1,256 @@
+// The voice of the test session's virtual microphone: feeds the FIFO of PulseAudio's pipe source
+// with 16 kHz mono samples in real time, all the time, the way a sound card delivers them. Between
+// utterances it sends silence; on request it sends the samples of a WAV file instead.
+//
+//   murvel_mic_feeder FIFO CONTROL_SOCKET
+//
+// A client connects to CONTROL_SOCKET and writes "play /path/to/file.wav\n". The feeder queues the
+// file and answers "started <ns>\n" when its first block goes into the FIFO and "ended <ns>\n"
+// after its last one, each with the CLOCK_MONOTONIC instant of that write, or "error <why>\n".
+//
+// Blocks leave on absolute deadlines of the monotonic clock, so the pace never drifts. The FIFO is
+// written without blocking and kept one page small: when the sound server stops reading (frozen,
+// killed, restarted) blocks are dropped rather than piled up, so what it reads later is never old.
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <deque>
+#include <fstream>
+#include <iterator>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <variant>
+#include <vector>
+
+namespace murvel::test {
+namespace {
+
+constexpr int rate = 16000;
+constexpr int blockSamples = rate / 100;  // 10 ms
+constexpr long blockNanoseconds = 10'000'000;
+
+std::uint32_t little(const std::string& bytes, std::size_t at, int width) {
+  std::uint32_t value = 0;
+  for (int i = width - 1; i >= 0; --i)
+    value = (value << 8) | static_cast<unsigned char>(bytes[at + std::size_t(i)]);
+  return value;
+}
+
+// The samples of a 16-bit PCM WAV file of any rate and channel count, as 16 kHz mono, or why not.
+std::variant<std::vector<std::int16_t>, std::string> loadWav(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in)
+    return "cannot read " + path;
+  const std::string bytes{std::istreambuf_iterator<char>(in), {}};
+  if (bytes.size() < 12 || bytes.compare(0, 4, "RIFF") != 0 || bytes.compare(8, 4, "WAVE") != 0)
+    return path + " is not a WAV file";
+  std::uint32_t channels = 0, sourceRate = 0, bits = 0;
+  std::string_view data;
+  for (std::size_t at = 12; at + 8 <= bytes.size();) {
+    const std::uint32_t size = little(bytes, at + 4, 4);
+    const std::size_t body = at + 8, length = std::min<std::size_t>(size, bytes.size() - body);
+    if (bytes.compare(at, 4, "fmt ") == 0 && length >= 16) {
+      if (little(bytes, body, 2) != 1)
+        return path + " is not PCM";
+      channels = little(bytes, body + 2, 2);
+      sourceRate = little(bytes, body + 4, 4);
+      bits = little(bytes, body + 14, 2);
+    } else if (bytes.compare(at, 4, "data") == 0) {
+      data = std::string_view(bytes).substr(body, length);
+    }
+    at = body + length + (length & 1);
+  }
+  if (bits != 16 || channels == 0 || sourceRate == 0)
+    return path + " is not 16-bit PCM with a format chunk";
+  const std::size_t frames = data.size() / (2 * channels);
+  std::vector<double> mono(frames);
+  for (std::size_t f = 0; f < frames; ++f) {
+    double sum = 0;
+    for (std::uint32_t c = 0; c < channels; ++c) {
+      std::int16_t sample;
+      std::memcpy(&sample, data.data() + 2 * (f * channels + c), 2);
+      sum += sample;
+    }
+    mono[f] = sum / channels;
+  }
+  // Linear interpolation to the microphone's rate; a no-op at 16 kHz.
+  const double step = double(sourceRate) / rate;
+  std::vector<std::int16_t> samples(frames == 0 ? 0 : std::size_t((frames - 1) / step) + 1);
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    const double position = i * step;
+    const std::size_t left = std::size_t(position);
+    const std::size_t right = std::min(left + 1, frames - 1);
+    const double value = mono[left] + (mono[right] - mono[left]) * (position - double(left));
+    samples[i] = std::int16_t(std::clamp(value, -32768.0, 32767.0));
+  }
+  return samples;
+}
+
+struct Utterance {
+  std::vector<std::int16_t> samples;
+  int client;  // the control connection that asked, answered and closed when it ends
+};
+
+std::mutex queueMutex;
+std::deque<Utterance> queue;
+
+void answer(int client, const std::string& line) {
+  [[maybe_unused]] const auto sent = ::send(client, line.data(), line.size(), MSG_NOSIGNAL);
+}
+
+long long nanoseconds(const timespec& t) {
+  return t.tv_sec * 1'000'000'000LL + t.tv_nsec;
+}
+
+// Takes requests on the control socket, one per connection, and queues what is to be said.
+void serveControl(int listener) {
+  for (;;) {
+    const int client = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+    if (client < 0)
+      continue;
+    std::string line;
+    char c;
+    while (line.size() < 4096 && ::recv(client, &c, 1, 0) == 1 && c != '\n') line += c;
+    if (!line.starts_with("play ")) {
+      answer(client, "error expected \"play <file>\"\n");
+      ::close(client);
+      continue;
+    }
+    auto loaded = loadWav(line.substr(5));
+    if (auto* why = std::get_if<std::string>(&loaded)) {
+      answer(client, "error " + *why + "\n");
+      ::close(client);
+      continue;
+    }
+    std::lock_guard lock(queueMutex);
+    queue.push_back({std::move(std::get<0>(loaded)), client});
+  }
+}
+
+// The FIFO's write end, opened once the sound server has its read end open.
+class Fifo {
+ public:
+  explicit Fifo(std::string path) : path_(std::move(path)) {}
+
+  void write(const std::int16_t* samples) {
+    if (fd_ < 0) {
+      fd_ = ::open(path_.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+      if (fd_ < 0)
+        return;  // no reader yet: this block is lost, as a microphone's would be
+      ::fcntl(fd_, F_SETPIPE_SZ, 4096);
+    }
+    const ssize_t written = ::write(fd_, samples, blockSamples * sizeof(std::int16_t));
+    if (written < 0 && errno == EPIPE) {
+      // The server went away; a new one makes a new read end.
+      ::close(fd_);
+      fd_ = -1;
+    }
+  }
+
+ private:
+  std::string path_;
+  int fd_ = -1;
+};
+
+int listenOn(const std::string& path) {
+  const int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  if (listener < 0 || path.size() >= sizeof address.sun_path)
+    return -1;
+  std::strcpy(address.sun_path, path.c_str());
+  ::unlink(path.c_str());
+  if (::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+      ::listen(listener, 16) != 0)
+    return -1;
+  return listener;
+}
+
+int feed(const std::string& fifoPath, const std::string& controlPath) {
+  const int listener = listenOn(controlPath);
+  if (listener < 0) {
+    std::fprintf(stderr, "murvel_mic_feeder: cannot listen on %s: %s\n", controlPath.c_str(),
+                 std::strerror(errno));
+    return 1;
+  }
+  std::thread(serveControl, listener).detach();
+  // A sound card keeps time whatever else the machine does; ask for the same where allowed.
+  const sched_param realtime{.sched_priority = 10};
+  ::pthread_setschedparam(::pthread_self(), SCHED_FIFO, &realtime);
+
+  Fifo fifo(fifoPath);
+  std::optional<Utterance> current;
+  std::size_t position = 0;
+  std::int16_t block[blockSamples];
+  timespec deadline;
+  ::clock_gettime(CLOCK_MONOTONIC, &deadline);
+  for (;;) {
+    if (!current) {
+      std::lock_guard lock(queueMutex);
+      if (!queue.empty()) {
+        current = std::move(queue.front());
+        queue.pop_front();
+        position = 0;
+      }
+    }
+    std::fill(std::begin(block), std::end(block), 0);
+    if (current) {
+      const std::size_t count =
+          std::min<std::size_t>(blockSamples, current->samples.size() - position);
+      std::copy_n(current->samples.begin() + std::ptrdiff_t(position), count, block);
+      position += count;
+    }
+    while (::clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &deadline, nullptr) == EINTR) {
+    }
+    fifo.write(block);
+    if (current) {
+      timespec now;
+      ::clock_gettime(CLOCK_MONOTONIC, &now);
+      if (position <= blockSamples)
+        answer(current->client, "started " + std::to_string(nanoseconds(now)) + "\n");
+      if (position >= current->samples.size()) {
+        answer(current->client, "ended " + std::to_string(nanoseconds(now)) + "\n");
+        ::close(current->client);
+        current.reset();
+      }
+    }
+    deadline.tv_nsec += blockNanoseconds;
+    if (deadline.tv_nsec >= 1'000'000'000) {
+      deadline.tv_nsec -= 1'000'000'000;
+      ++deadline.tv_sec;
+    }
+    // After a stall (the machine under load) a sound card overruns and carries on from now; it
+    // does not deliver the missed time in a burst.
+    timespec now;
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    if (nanoseconds(now) - nanoseconds(deadline) > 10 * blockNanoseconds)
+      deadline = now;
+  }
+}
+
+}  // namespace
+}  // namespace murvel::test
+
+int main(int argc, char** argv) {
+  if (argc != 3) {
+    std::fprintf(stderr, "usage: %s FIFO CONTROL_SOCKET\n", argv[0]);
+    return 2;
+  }
+  ::signal(SIGPIPE, SIG_IGN);
+  return murvel::test::feed(argv[1], argv[2]);
+}
