@@ -1,0 +1,220 @@
+#include "cloud/Service.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cerrno>
+#include <cstring>
+
+#include "cloud/Endpoints.h"
+#include "cloud/HttpServer.h"
+#include "cloud/RecognitionQueue.h"
+#include "cloud/RequestBodies.h"
+#include "cloud/Store.h"
+
+namespace murvel::cloud {
+
+namespace {
+
+std::string mebibytes(std::uint64_t bytes) {
+  return std::to_string(bytes / (1024 * 1024)) + " MiB";
+}
+
+}  // namespace
+
+namespace reply {
+
+void json(httplib::Response& response, int status, const std::string& body) {
+  response.status = status;
+  response.set_header("Cache-Control", "no-store");
+  response.set_content(body, "application/json");
+}
+
+void error(httplib::Response& response, int status, const std::string& message) {
+  json(response, status,
+       nlohmann::json{{"error", message}}.dump(-1, ' ', false,
+                                               nlohmann::json::error_handler_t::replace));
+}
+
+void page(httplib::Response& response, int status, const std::string& html) {
+  response.status = status;
+  response.set_header("Cache-Control", "no-store");
+  // Nothing on these pages loads from elsewhere, none may be framed by another site, and the
+  // form may only post here or hand over to the app.
+  response.set_header("Content-Security-Policy",
+                      "default-src 'none'; style-src 'unsafe-inline'; form-action 'self' murvel:; "
+                      "frame-ancestors 'none'; base-uri 'none'");
+  response.set_header("X-Frame-Options", "DENY");
+  response.set_header("Referrer-Policy", "no-referrer");
+  response.set_content(html, "text/html; charset=utf-8");
+}
+
+}  // namespace reply
+
+Body readBody(const httplib::ContentReader& reader, std::size_t limit) {
+  Body body;
+  body.complete = reader([&](const char* data, std::size_t length) {
+    if (body.tooLarge || body.bytes.size() + length > limit) {
+      body.tooLarge = true;
+      body.bytes.clear();
+      return true;
+    }
+    body.bytes.append(data, length);
+    return true;
+  });
+  return body;
+}
+
+std::optional<std::string> authorisedEmail(Service::Context& context,
+                                           const httplib::Request& request,
+                                           httplib::Response& response) {
+  const auto key = bearerKey(request.get_header_value("Authorization"));
+  if (!key) {
+    reply::error(response, 401, "No access key was sent: sign in to Murvel first.");
+    return std::nullopt;
+  }
+  auto email = context.store.emailForAccessKey(*key);
+  if (!email.ok()) {
+    reply::error(response, 500, email.problem());
+    return std::nullopt;
+  }
+  if (!email.value()) {
+    reply::error(response, 401,
+                 "The service does not know this access key: sign in to Murvel again.");
+    return std::nullopt;
+  }
+  return *email.value();
+}
+
+std::string traceOf(const httplib::Request& request) {
+  const std::string trace = request.get_header_value("X-Murvel-Trace-ID");
+  if (trace.empty())
+    return "-";
+  return isLoggableTraceId(trace) ? trace : "(unreadable)";
+}
+
+Service::Service(ServiceSettings settings, Store& store, RecognitionQueue& recognition, LogSink log)
+    : context_(new Context{std::move(settings), store, recognition, std::move(log)}),
+      server_(std::make_unique<HttpServer>()) {
+  Context& context = *context_;
+  HttpServer& server = *server_;
+  const std::uint64_t limit = context.settings.maxUploadBytes;
+  const std::size_t threads = context.settings.requestThreads;
+  server.new_task_queue = [threads] {
+    return new httplib::ThreadPool(threads);
+  };
+  server.set_payload_max_length(static_cast<std::size_t>(limit));
+  server.set_keep_alive_timeout(context.settings.keepAliveSeconds);
+  server.set_keep_alive_max_count(10000);
+  server.set_tcp_nodelay(true);
+
+  server.Get("/api/health",
+             [&context](const httplib::Request& request, httplib::Response& response) {
+               handleHealth(context, request, response);
+             });
+  server.Post("/api/transcribe",
+              [&context](const httplib::Request& request, httplib::Response& response,
+                         const httplib::ContentReader& reader) {
+                handleTranscribe(context, request, response, reader);
+              });
+  server.Post("/api/cleanup",
+              [&context](const httplib::Request& request, httplib::Response& response,
+                         const httplib::ContentReader& reader) {
+                handleCleanup(context, request, response, reader);
+              });
+  server.Get("/api/auth/start",
+             [&context](const httplib::Request& request, httplib::Response& response) {
+               handleSignInStart(context, request, response);
+             });
+  server.Post("/api/auth/continue",
+              [&context](const httplib::Request& request, httplib::Response& response) {
+                handleSignInContinue(context, request, response);
+              });
+  server.Post("/api/auth/exchange",
+              [&context](const httplib::Request& request, httplib::Response& response,
+                         const httplib::ContentReader& reader) {
+                handleExchange(context, request, response, reader);
+              });
+  server.Get("/api/account/info",
+             [&context](const httplib::Request& request, httplib::Response& response) {
+               handleAccountInfo(context, request, response);
+             });
+
+  // Refusals the library makes itself, before any handler: no route, a body too large, a
+  // request it cannot read.
+  server.set_error_handler(httplib::Server::HandlerWithResponse(
+      [limit](const httplib::Request& request, httplib::Response& response) {
+        if (!response.body.empty())
+          return httplib::Server::HandlerResponse::Unhandled;
+        const int status = response.status;
+        switch (status) {
+          case 404:
+            reply::error(response, status,
+                         "There is no endpoint " + request.method + " " + request.path + ".");
+            break;
+          case 413:
+            reply::error(
+                response, status,
+                "The request is larger than the service takes (" + mebibytes(limit) + ").");
+            break;
+          case 414:
+          case 431:
+            reply::error(response, status, "The request's address or headers are too long.");
+            break;
+          case 400:
+            reply::error(response, status, "The request could not be read as HTTP.");
+            break;
+          default:
+            reply::error(response, status,
+                         "The request failed with HTTP status " + std::to_string(status) + ".");
+        }
+        return httplib::Server::HandlerResponse::Handled;
+      }));
+  server.set_exception_handler([&context](const httplib::Request& request,
+                                          httplib::Response& response, std::exception_ptr thrown) {
+    std::string what = "unknown failure";
+    try {
+      if (thrown)
+        std::rethrow_exception(thrown);
+    } catch (const std::exception& error) {
+      what = error.what();
+    } catch (...) {
+    }
+    context.log("failure on " + request.method + " " + request.path + " trace=" + traceOf(request) +
+                ": " + what);
+    reply::error(response, 500, "The service failed on this request.");
+  });
+  server.set_logger([&context](const httplib::Request& request, const httplib::Response& response) {
+    // The path alone: the query of a sign-in holds an address.
+    context.log(request.method + " " + request.path + " " + std::to_string(response.status) +
+                " trace=" + traceOf(request));
+  });
+}
+
+Service::~Service() = default;
+
+Outcome<int> Service::bind() {
+  const ServiceSettings& settings = context_->settings;
+  errno = 0;
+  int port = settings.port;
+  if (port == 0) {
+    port = server_->bind_to_any_port(settings.bindAddress);
+  } else if (!server_->bind_to_port(settings.bindAddress, port)) {
+    port = -1;
+  }
+  if (port <= 0) {
+    std::string reason = errno != 0 ? std::strerror(errno) : "the address is not this computer's";
+    return Outcome<int>::failure("The service could not listen on " + settings.bindAddress +
+                                 " port " + std::to_string(settings.port) + ": " + reason + ".");
+  }
+  return Outcome<int>::success(port);
+}
+
+bool Service::serve() {
+  return server_->listen_after_bind();
+}
+
+void Service::shutDown() {
+  server_->shutDown();
+}
+
+}  // namespace murvel::cloud

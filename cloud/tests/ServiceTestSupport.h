@@ -1,0 +1,81 @@
+#pragma once
+
+#include <httplib.h>
+
+#include <atomic>
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "TestDirectory.h"
+#include "cloud/RecognitionQueue.h"
+#include "cloud/Service.h"
+#include "cloud/Store.h"
+
+namespace murvel::cloud::test {
+
+// Runs a program to its end; its exit status, or -1 when it could not run.
+int runProgram(const std::vector<std::string>& arguments);
+
+// The whole content of a file; empty when it cannot be read.
+std::string fileContent(const std::filesystem::path& path);
+
+// Speech spoken by flite, made into what the app records: 16 kHz mono 16-bit WAV files, one per
+// voice and text, made once and kept for the life of the test program.
+class Speech {
+ public:
+  static std::string wav(const std::string& voice, const std::string& text);
+  // The file as sox converts it with `effects` (such as "-r", "8000").
+  static std::string converted(const std::string& voice, const std::string& text,
+                               const std::vector<std::string>& options);
+  // Several texts of one voice, one after the other, in one file.
+  static std::string joined(const std::string& voice, const std::vector<std::string>& texts);
+
+ private:
+  static std::filesystem::path make(const std::string& voice, const std::string& text,
+                                    const std::vector<std::string>& options);
+};
+
+// The service in this process on a free loopback port, with real decoders, its own data
+// directory, a clock the test sets and a log the test reads.
+class RunningService {
+ public:
+  struct Settings {
+    int decoders = 2;
+    std::size_t waitingLimit = 4;
+    std::uint64_t maxUploadBytes = 2 * 1024 * 1024;
+  };
+  explicit RunningService(Settings settings);
+  RunningService() : RunningService(Settings{}) {}
+  ~RunningService();
+
+  int port() const { return port_; }
+  httplib::Client client() const;
+  void advanceClock(std::int64_t seconds) { clock_ += seconds; }
+  std::vector<std::string> log() const;
+  Store& store() { return *store_; }
+  // An access key for an account of `email`, as the operator option makes one.
+  std::string accessKey(const std::string& email = "tester@example.com");
+
+ private:
+  TestDirectory directory_;
+  std::atomic<std::int64_t> clock_{1'700'000'000};
+  mutable std::mutex logMutex_;
+  std::vector<std::string> log_;
+  std::unique_ptr<Store> store_;
+  std::unique_ptr<RecognitionQueue> recognition_;
+  std::unique_ptr<Service> service_;
+  int port_ = 0;
+  std::thread serving_;
+};
+
+// Headers of a transcription as the app sends them.
+httplib::Headers transcribeHeaders(const std::string& key, const std::string& mode,
+                                   const std::string& tone, const std::string& trace = "1A2B3C4D");
+
+}  // namespace murvel::cloud::test
