@@ -8,14 +8,15 @@
 // file and answers "started <ns>\n" when its first block goes into the FIFO and "ended <ns>\n"
 // after its last one, each with the CLOCK_MONOTONIC instant of that write, or "error <why>\n".
 //
-// Blocks leave on absolute deadlines of the monotonic clock, so the pace never drifts. The FIFO is
-// written without blocking and kept one page small: when the sound server stops reading (frozen,
-// killed, restarted) blocks are dropped rather than piled up, so what it reads later is never old.
+// Blocks leave on absolute deadlines of the monotonic clock, so the pace never drifts. The FIFO
+// never holds more than two blocks: when the sound server is not reading (nothing records, or it
+// is frozen, killed, restarted) the oldest samples go, so what it reads later is never old.
 
 #include <fcntl.h>
 #include <pthread.h>
 #include <sched.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -142,29 +143,60 @@ void serveControl(int listener) {
   }
 }
 
-// The FIFO's write end, opened once the sound server has its read end open.
+// The FIFO, written like a sound card's buffer: it holds only the newest samples. The sound
+// server reads it only while something records, so whatever it has not taken beyond one block
+// is old and is drained here; a recording then starts with what is heard now.
 class Fifo {
  public:
   explicit Fifo(std::string path) : path_(std::move(path)) {}
+  ~Fifo() { close(); }
 
   void write(const std::int16_t* samples) {
-    if (fd_ < 0) {
-      fd_ = ::open(path_.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-      if (fd_ < 0)
-        return;  // no reader yet: this block is lost, as a microphone's would be
-      ::fcntl(fd_, F_SETPIPE_SZ, 4096);
+    struct stat now;
+    // A restarted server makes the FIFO anew.
+    if (writer_ >= 0 && (::stat(path_.c_str(), &now) != 0 || now.st_ino != inode_))
+      close();
+    if (writer_ < 0 && !open())
+      return;  // no FIFO yet: this block is lost, as a microphone's would be
+    int unread = 0;
+    if (::ioctl(writer_, FIONREAD, &unread) == 0 && unread > blockBytes) {
+      char old[4096];
+      const auto excess =
+          std::min<std::size_t>(std::size_t(unread - blockBytes) & ~std::size_t(1), sizeof old);
+      [[maybe_unused]] const auto drained = ::read(drainer_, old, excess);
     }
-    const ssize_t written = ::write(fd_, samples, blockSamples * sizeof(std::int16_t));
-    if (written < 0 && errno == EPIPE) {
-      // The server went away; a new one makes a new read end.
-      ::close(fd_);
-      fd_ = -1;
-    }
+    [[maybe_unused]] const auto written = ::write(writer_, samples, blockBytes);
   }
 
  private:
+  static constexpr int blockBytes = blockSamples * sizeof(std::int16_t);
+
+  bool open() {
+    struct stat status;
+    if (::stat(path_.c_str(), &status) != 0 || !S_ISFIFO(status.st_mode))
+      return false;
+    // The read end first: with it, opening the write end never waits or fails.
+    drainer_ = ::open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    writer_ = drainer_ < 0 ? -1 : ::open(path_.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    if (writer_ < 0 || ::fstat(writer_, &status) != 0) {
+      close();
+      return false;
+    }
+    inode_ = status.st_ino;
+    return true;
+  }
+
+  void close() {
+    for (int* fd : {&writer_, &drainer_}) {
+      if (*fd >= 0)
+        ::close(*fd);
+      *fd = -1;
+    }
+  }
+
   std::string path_;
-  int fd_ = -1;
+  int writer_ = -1, drainer_ = -1;
+  ino_t inode_ = 0;
 };
 
 int listenOn(const std::string& path) {
