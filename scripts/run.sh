@@ -5,6 +5,9 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+# Without an X11 display there is nowhere to show the app: a demonstration runs instead.
+if [ -z "${DISPLAY:-}" ]; then exec ./scripts/demo.sh; fi
+
 ./scripts/install-deps.sh
 cmake --preset default
 cmake --build --preset default --target murvel register-desktop-entry -j "$(nproc)"

@@ -1,0 +1,271 @@
+#include "Desktop.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <QGuiApplication>
+#include <QPixmap>
+#include <QScreen>
+#include <cstdio>
+#include <cstdlib>
+#include <regex>
+#include <set>
+#include <thread>
+
+#include "common/Files.h"
+
+extern char** environ;
+
+namespace murvel::e2e {
+
+bool waitFor(const std::function<bool()>& done, std::chrono::milliseconds limit) {
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  while (!done()) {
+    if (std::chrono::steady_clock::now() > deadline)
+      return false;
+    std::this_thread::sleep_for(20ms);
+  }
+  return true;
+}
+
+std::string output(const std::string& command) {
+  std::string result;
+  if (FILE* pipe = ::popen(command.c_str(), "r")) {
+    char buffer[4096];
+    while (std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe)) result.append(buffer, n);
+    ::pclose(pipe);
+  }
+  return result;
+}
+
+bool run(const std::string& command) {
+  return std::system(command.c_str()) == 0;
+}
+
+Process::Process(std::vector<std::string> argv, const fs::path& log, std::vector<std::string> env) {
+  std::vector<char*> arguments;
+  for (auto& argument : argv) arguments.push_back(argument.data());
+  arguments.push_back(nullptr);
+  std::vector<char*> environment;
+  for (char** entry = environ; *entry != nullptr; ++entry) environment.push_back(*entry);
+  for (auto& entry : env) environment.push_back(entry.data());
+  environment.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, log.c_str(),
+                                   O_WRONLY | O_CREAT | O_APPEND, 0600);
+  posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
+  if (posix_spawn(&pid_, arguments[0], &actions, nullptr, arguments.data(), environment.data()) !=
+      0)
+    pid_ = -1;
+  posix_spawn_file_actions_destroy(&actions);
+}
+
+Process::~Process() {
+  if (running()) {
+    ::kill(pid_, SIGKILL);
+    waitForExit(5s);
+  }
+}
+
+bool Process::running() {
+  if (status_ || pid_ <= 0)
+    return false;
+  int status = 0;
+  if (::waitpid(pid_, &status, WNOHANG) != pid_)
+    return true;
+  status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  return false;
+}
+
+std::optional<int> Process::waitForExit(std::chrono::milliseconds limit) {
+  waitFor([&] { return !running(); }, limit);
+  return status_;
+}
+
+void Process::signal(int number) {
+  if (running())
+    ::kill(pid_, number);
+}
+
+App::App(const std::string& program, const fs::path& directory, std::vector<std::string> args)
+    : dumpFile_(directory / "widgets.json"),
+      logFile_(directory / "murvel.out"),
+      process_(
+          [&] {
+            args.insert(args.begin(), program);
+            return args;
+          }(),
+          logFile_, {"MURVEL_WIDGET_DUMP=" + dumpFile_.string()}) {}
+
+// Whether the process catches SIGUSR1 yet; before its probe is installed the signal would end it.
+static bool catchesDumpSignal(int pid) {
+  const std::string status = readWholeFile("/proc/" + std::to_string(pid) + "/status").value_or("");
+  const auto at = status.find("SigCgt:");
+  return at != std::string::npos &&
+         (std::stoull(status.substr(at + 7), nullptr, 16) & (1ull << (SIGUSR1 - 1))) != 0;
+}
+
+json App::dump() {
+  const int wanted = ++sequence_;
+  if (!waitFor([&] { return catchesDumpSignal(process_.pid()); }, 10s))
+    return json{{"sequence", 0}, {"windows", json::array()}};
+  process_.signal(SIGUSR1);
+  json found{{"sequence", 0}, {"windows", json::array()}};
+  waitFor(
+      [&] {
+        const json parsed = json::parse(readWholeFile(dumpFile_).value_or(""), nullptr, false);
+        if (parsed.is_discarded() || parsed.value("sequence", 0) < wanted)
+          return false;
+        found = parsed;
+        return true;
+      },
+      5s);
+  return found;
+}
+
+std::optional<json> App::waitForWindow(const std::function<bool(const json&)>& matches) {
+  std::optional<json> found;
+  waitFor(
+      [&] {
+        const json all = dump();
+        for (const json& window : all.at("windows")) {
+          if (window.at("visible").get<bool>() && matches(window))
+            return (found = window).has_value();
+        }
+        return false;
+      },
+      30s);
+  return found;
+}
+
+std::optional<json> App::waitForWidget(const std::function<bool(const json&)>& inWindow,
+                                       const std::string& text) {
+  const auto window = waitForWindow([&](const json& candidate) {
+    return inWindow(candidate) && visibleWidgetWithText(candidate, text) != nullptr;
+  });
+  if (!window)
+    return std::nullopt;
+  return *visibleWidgetWithText(*window, text);
+}
+
+std::string App::log() const {
+  return readWholeFile(logFile_).value_or("");
+}
+
+QRect frameOf(const json& widget) {
+  return {widget.at("x").get<int>(), widget.at("y").get<int>(), widget.at("w").get<int>(),
+          widget.at("h").get<int>()};
+}
+
+static void flatten(const json& widget, std::vector<const json*>& all) {
+  all.push_back(&widget);
+  for (const json& child : widget.at("children")) flatten(child, all);
+}
+
+std::vector<const json*> widgetsOf(const json& window) {
+  std::vector<const json*> all;
+  flatten(window, all);
+  return all;
+}
+
+std::vector<std::string> visibleTexts(const json& window) {
+  std::vector<std::string> texts;
+  for (const json* widget : widgetsOf(window)) {
+    if (widget->at("visible").get<bool>() && widget->contains("text"))
+      texts.push_back(widget->at("text").get<std::string>());
+  }
+  return texts;
+}
+
+const json* visibleWidgetWithText(const json& window, const std::string& text) {
+  for (const json* widget : widgetsOf(window)) {
+    if (widget->at("visible").get<bool>() && widget->value("text", "") == text)
+      return widget;
+  }
+  return nullptr;
+}
+
+const json* visibleWidgetOfClass(const json& window, const std::string& className) {
+  for (const json* widget : widgetsOf(window)) {
+    if (widget->at("visible").get<bool>() && widget->at("class") == className)
+      return widget;
+  }
+  return nullptr;
+}
+
+std::optional<QPoint> tabCentre(const json& window, const std::string& label) {
+  for (const json* widget : widgetsOf(window)) {
+    for (const json& tab : widget->value("tabs", json::array())) {
+      if (tab.at("text") == label)
+        return frameOf(tab).center();
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<QPoint> menuEntry(const json& menu, const std::string& text) {
+  for (const json& action : menu.value("actions", json::array())) {
+    if (action.at("text").get<std::string>().starts_with(text))
+      return frameOf(action).center();
+  }
+  return std::nullopt;
+}
+
+bool isSettings(const json& window) {
+  return window.value("title", "").starts_with("Murvel Settings");
+}
+
+bool isPanel(const json& window) {
+  return window.value("popup", false) && window.at("w") == 340;
+}
+
+bool isMenu(const json& window) {
+  return window.contains("actions");
+}
+
+bool click(const QPoint& at, int button) {
+  // Not --sync: it waits for a motion that never comes when the pointer is already there.
+  return run("xdotool mousemove " + std::to_string(at.x()) + " " + std::to_string(at.y()) +
+             " sleep 0.1 click " + std::to_string(button));
+}
+
+bool keys(const std::string& xdotoolActions) {
+  return run("xdotool " + xdotoolActions);
+}
+
+std::optional<QRect> trayIcon(const std::string& program) {
+  const std::regex line("(0x[0-9a-f]+) .*\\(\"" + program +
+                        R"(" "[^"]*"\)\s+(\d+)x(\d+)\+-?\d+\+-?\d+\s+\+(-?\d+)\+(-?\d+))");
+  std::optional<QRect> found;
+  waitFor([&] {
+    const std::string tree = output("xwininfo -root -tree");
+    const auto panel = tree.find(R"(("panel" "trayer"))");
+    std::smatch match;
+    const std::string below = panel == std::string::npos ? "" : tree.substr(panel);
+    // Docked and mapped: a click there reaches the icon.
+    if (!std::regex_search(below, match, line) ||
+        output("xwininfo -id " + match[1].str()).find("IsViewable") == std::string::npos)
+      return false;
+    found =
+        QRect(std::stoi(match[4]), std::stoi(match[5]), std::stoi(match[2]), std::stoi(match[3]));
+    return true;
+  });
+  return found;
+}
+
+bool screenshot(const fs::path& file, QRect area) {
+  const QRect screen = QGuiApplication::primaryScreen()->geometry();
+  area = area.adjusted(-8, -8, 8, 8).intersected(screen);
+  // Let the last change reach the screen.
+  std::this_thread::sleep_for(300ms);
+  const QPixmap shot = QGuiApplication::primaryScreen()->grabWindow(0, area.x(), area.y(),
+                                                                    area.width(), area.height());
+  fs::create_directories(file.parent_path());
+  return shot.save(QString::fromStdString(file.string()));
+}
+
+}  // namespace murvel::e2e

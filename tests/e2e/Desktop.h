@@ -1,0 +1,93 @@
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <QPoint>
+#include <QRect>
+
+// Driving real programs on the private desktop of tests/linux/session.sh: starting them, seeing
+// their widgets, clicking and typing through the X server, and photographing the screen.
+namespace murvel::e2e {
+
+using json = nlohmann::json;
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+// Whether `done` holds within `limit`, checked every 20 ms.
+bool waitFor(const std::function<bool()>& done, std::chrono::milliseconds limit = 20s);
+
+// What a shell command printed on its standard output.
+std::string output(const std::string& command);
+// Runs a shell command; true when it succeeded.
+bool run(const std::string& command);
+
+// A program started in its own process, its standard output and error going to `log`.
+class Process {
+ public:
+  Process(std::vector<std::string> argv, const fs::path& log, std::vector<std::string> env = {});
+  ~Process();
+  Process(const Process&) = delete;
+  Process& operator=(const Process&) = delete;
+
+  bool running();
+  // The exit status (128 + signal when killed), or nothing if it still runs after `limit`.
+  std::optional<int> waitForExit(std::chrono::milliseconds limit);
+  void signal(int number);
+  int pid() const { return pid_; }
+
+ private:
+  int pid_ = -1;
+  std::optional<int> status_;
+};
+
+// The app under test, whose test-only probe writes every top-level widget as JSON on SIGUSR1.
+class App {
+ public:
+  App(const std::string& program, const fs::path& directory, std::vector<std::string> args = {});
+
+  json dump();
+  // The first visible top-level window that `matches`, once there is one.
+  std::optional<json> waitForWindow(const std::function<bool(const json&)>& matches);
+  // The first visible widget with `text` in a window that `inWindow`, once there is one.
+  std::optional<json> waitForWidget(const std::function<bool(const json&)>& inWindow,
+                                    const std::string& text);
+  std::string log() const;
+  Process& process() { return process_; }
+
+ private:
+  fs::path dumpFile_, logFile_;
+  Process process_;
+  int sequence_ = 0;
+};
+
+QRect frameOf(const json& widget);
+std::vector<const json*> widgetsOf(const json& window);
+std::vector<std::string> visibleTexts(const json& window);
+const json* visibleWidgetWithText(const json& window, const std::string& text);
+const json* visibleWidgetOfClass(const json& window, const std::string& className);
+// The centre of the tab labelled `label` in any tab bar of `window`.
+std::optional<QPoint> tabCentre(const json& window, const std::string& label);
+// The centre of the menu entry whose text starts with `text`.
+std::optional<QPoint> menuEntry(const json& menu, const std::string& text);
+
+bool isSettings(const json& window);
+bool isPanel(const json& window);
+bool isMenu(const json& window);
+
+// Input as a person gives it, through the X server.
+bool click(const QPoint& at, int button = 1);
+bool keys(const std::string& xdotoolActions);
+
+// The docked icon of `program` in the tray, once it is there.
+std::optional<QRect> trayIcon(const std::string& program);
+
+// Saves the screen's `area`, widened by a margin, as `file`; false if it could not be.
+bool screenshot(const fs::path& file, QRect area);
+
+}  // namespace murvel::e2e

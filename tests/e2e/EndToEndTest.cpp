@@ -1,0 +1,145 @@
+// The whole product on a private desktop, as a person meets it: the real app and the real
+// service, a browser, a key held on the keyboard and speech in the microphone. The steps run in
+// order and each builds on the one before; each fails on its own with what it saw.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+
+#include "Journey.h"
+#include "VirtualMicrophone.h"
+#include "common/Files.h"
+
+namespace murvel::e2e {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+constexpr const char* email = "ada@example.com";
+constexpr const char* firstSentence = "please send the report to the team before lunch";
+
+// One journey through every step; the desktop, the service and the app outlive each step and
+// are stopped after the last.
+std::unique_ptr<Journey> shared;
+
+Journey& journey() {
+  if (!shared) {
+    const fs::path work = fs::path(std::getenv("HOME")) / "e2e";
+    fs::create_directories(work);
+    shared = std::make_unique<Journey>(work);
+  }
+  return *shared;
+}
+
+class StopTheJourney : public ::testing::Environment {
+  void TearDown() override { shared.reset(); }
+};
+[[maybe_unused]] const auto* const stopping =
+    ::testing::AddGlobalTestEnvironment(new StopTheJourney);
+
+// Whether a file under `directory` holds `secret`; the files that do.
+std::vector<std::string> filesHolding(const fs::path& directory, const std::string& secret) {
+  std::vector<std::string> found;
+  for (const auto& entry :
+       fs::recursive_directory_iterator(directory, fs::directory_options::skip_permission_denied)) {
+    if (entry.is_regular_file() &&
+        readWholeFile(entry.path()).value_or("").find(secret) != std::string::npos)
+      found.push_back(entry.path().string());
+  }
+  return found;
+}
+
+class EndToEnd : public ::testing::Test {
+ protected:
+  // Stops the test at the first step that failed before it: what follows would only repeat it.
+  void SetUp() override {
+    if (::testing::UnitTest::GetInstance()->failed_test_count() > 0)
+      GTEST_SKIP() << "an earlier step failed";
+  }
+  Journey& j = journey();
+};
+
+TEST_F(EndToEnd, SignsInThroughTheBrowserAtFirstLaunch) {
+  ASSERT_TRUE(j.cloud.start()) << "murvel-cloud did not start:\n" << j.cloud.log();
+  j.target = std::make_unique<TargetWindow>(j.programs.targetWindow, j.work());
+  ASSERT_TRUE(j.signIn(email)) << j.problem;
+  EXPECT_FALSE(j.accessKey().empty()) << "no access key in the keyring";
+}
+
+TEST_F(EndToEnd, PicksRightControlAsTheHotkeyByPressingIt) {
+  ASSERT_TRUE(j.pickRightControl()) << j.problem;
+  ASSERT_TRUE(j.closeSettings()) << j.problem;
+}
+
+TEST_F(EndToEnd, DictatesIntoTheWindowInFront) {
+  const auto text = j.dictate(firstSentence, "first");
+  ASSERT_TRUE(text) << j.problem;
+  EXPECT_LE(wordErrorRate(firstSentence, *text), 0.25)
+      << "said: " << firstSentence << "\narrived: " << *text;
+  const auto history = json::parse(
+      readWholeFile(j.home() / ".local/share/Murvel/history.json").value_or(""), nullptr, false);
+  ASSERT_TRUE(history.is_array() && !history.empty()) << history.dump();
+  EXPECT_EQ(history.front().value("text", ""), *text);
+
+  const std::string id = j.lastTraceId();
+  EXPECT_THAT(j.trail(id), ElementsAre("client_start", "client_response", "paste_posted"))
+      << j.app->log();
+
+  const std::string key = j.accessKey();
+  ASSERT_GE(key.size(), 16u);
+  EXPECT_THAT(filesHolding(j.home(), key), ::testing::IsEmpty())
+      << "the access key is written outside the keyring";
+}
+
+TEST_F(EndToEnd, SmartCleanupWithBulletsFromTheTrayMenuGivesAList) {
+  // The tone is the target application's: it has to be in front when the menu is built.
+  ASSERT_TRUE(j.target->focus());
+  ASSERT_TRUE(j.chooseFromTrayMenu("Cleanup Mode", "Smart")) << j.problem;
+  ASSERT_TRUE(j.target->focus());
+  ASSERT_TRUE(j.chooseFromTrayMenu("Tone for", "Bullet list")) << j.problem;
+  const auto text = j.dictate("buy some milk then call the bank then book the flights", "list");
+  ASSERT_TRUE(text) << j.problem;
+  std::vector<std::string> lines;
+  std::istringstream in(*text);
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  EXPECT_GE(lines.size(), 2u) << *text;
+  for (const auto& line : lines) EXPECT_THAT(line, ::testing::StartsWith("- ")) << *text;
+}
+
+TEST_F(EndToEnd, AServiceStoppedMidDictationShowsAReadableFailureAndLosesNothing) {
+  const std::string historyBefore =
+      readWholeFile(j.home() / ".local/share/Murvel/history.json").value_or("");
+  const auto wav = murvel::test::speech("this one meets a stopped service", j.work(), "lost");
+  ASSERT_TRUE(j.openPanel()) << j.problem;
+  ASSERT_TRUE(keys("keydown Control_R"));
+  EXPECT_TRUE(murvel::test::say(wav));
+  j.cloud.kill();
+  ASSERT_TRUE(keys("keyup Control_R"));
+
+  const auto panel = j.app->waitForWindow([](const json& window) {
+    return isPanel(window) && visibleWidgetWithText(window, "Error") != nullptr;
+  });
+  ASSERT_TRUE(panel) << "the panel shows no failure:\n" << j.app->log();
+  // The service's absence in words for a person: refused at once, or cut off if the app's
+  // connection to it was already open.
+  EXPECT_THAT(visibleTexts(*panel),
+              ::testing::Contains(::testing::AnyOf("Could not connect to the server.",
+                                                   "The network connection was lost.")));
+  EXPECT_TRUE(j.app->process().running());
+  // The recording is still there to send again, and nothing of the history went.
+  EXPECT_GT(fs::file_size(j.work() / "tmp/murvel_recording.wav"), 16000u);
+  EXPECT_EQ(readWholeFile(j.home() / ".local/share/Murvel/history.json").value_or(""),
+            historyBefore);
+  ASSERT_TRUE(keys("key Escape"));
+
+  ASSERT_TRUE(j.cloud.start()) << j.cloud.log();
+  const auto text = j.dictate(firstSentence, "again");
+  ASSERT_TRUE(text) << j.problem;
+  EXPECT_LE(wordErrorRate(firstSentence, *text), 0.25) << *text;
+}
+
+}  // namespace
+}  // namespace murvel::e2e

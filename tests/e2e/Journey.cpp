@@ -1,0 +1,399 @@
+#include "Journey.h"
+
+#include <curl/curl.h>
+#include <signal.h>
+
+#include <algorithm>
+#include <cctype>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <thread>
+
+#include "VirtualMicrophone.h"
+#include "common/Files.h"
+#include "platform/linux/stores/SecretKeychainBackend.h"
+#include "stores/Keychain.h"
+
+namespace murvel::e2e {
+
+namespace {
+
+const std::string serviceBase =
+    "http://127.0.0.1:" + std::to_string(MURVEL_TEST_SERVICE_PORT) + "/api";
+
+std::size_t collect(char* data, std::size_t size, std::size_t count, void* into) {
+  static_cast<std::string*>(into)->append(data, size * count);
+  return size * count;
+}
+
+// One request without following redirects: the status, the headers and the body; status 0 when
+// nothing answered.
+struct Reply {
+  long status = 0;
+  std::string headers, body;
+};
+
+Reply fetch(const std::string& url, const std::optional<std::string>& form = std::nullopt,
+            bool headOnly = false) {
+  Reply reply;
+  CURL* curl = curl_easy_init();
+  curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
+  curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, 10000L);
+  curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(curl, CURLOPT_NOBODY, headOnly ? 1L : 0L);
+  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, collect);
+  curl_easy_setopt(curl, CURLOPT_WRITEDATA, &reply.body);
+  curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, collect);
+  curl_easy_setopt(curl, CURLOPT_HEADERDATA, &reply.headers);
+  if (form)
+    curl_easy_setopt(curl, CURLOPT_COPYPOSTFIELDS, form->c_str());
+  if (curl_easy_perform(curl) == CURLE_OK)
+    curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &reply.status);
+  curl_easy_cleanup(curl);
+  return reply;
+}
+
+std::string unescapedHtml(std::string text) {
+  for (const auto& [entity, character] : std::vector<std::pair<std::string, std::string>>{
+           {"&lt;", "<"}, {"&gt;", ">"}, {"&quot;", "\""}, {"&#39;", "'"}, {"&amp;", "&"}}) {
+    for (auto at = text.find(entity); at != std::string::npos; at = text.find(entity, at + 1))
+      text.replace(at, entity.size(), character);
+  }
+  return text;
+}
+
+std::string urlEncoded(const std::string& text) {
+  char* escaped = curl_easy_escape(nullptr, text.c_str(), int(text.size()));
+  std::string result = escaped;
+  curl_free(escaped);
+  return result;
+}
+
+// What a browser does with the sign-in page at `url`: submit its form as it stands, and the
+// murvel: link it is sent back to.
+std::optional<std::string> followSignIn(const std::string& url, std::string& problem) {
+  const Reply page = fetch(url);
+  std::smatch match;
+  if (page.status != 200 ||
+      !std::regex_search(page.body, match,
+                         std::regex(R"re(<form method="post" action="([^"]+)")re"))) {
+    problem = "the sign-in page at " + url + " has no form (status " + std::to_string(page.status) +
+              "):\n" + page.body;
+    return std::nullopt;
+  }
+  // The form's action is relative to the page.
+  const std::string page_path = url.substr(0, url.find('?'));
+  const std::string action = page_path.substr(0, page_path.rfind('/') + 1) + match[1].str();
+  std::string form;
+  const std::regex field(R"re(<input type="hidden" name="([^"]+)" value="([^"]*)")re");
+  for (std::sregex_iterator it(page.body.begin(), page.body.end(), field), end; it != end; ++it) {
+    form += (form.empty() ? "" : "&") + urlEncoded(unescapedHtml((*it)[1])) + "=" +
+            urlEncoded(unescapedHtml((*it)[2]));
+  }
+  const Reply sent = fetch(action, form);
+  if (!std::regex_search(sent.headers, match, std::regex(R"(\n[Ll]ocation: *(\S+))"))) {
+    problem = "the sign-in form sent to " + action + " led nowhere (status " +
+              std::to_string(sent.status) + "):\n" + sent.body;
+    return std::nullopt;
+  }
+  return match[1].str();
+}
+
+std::vector<std::string> words(const std::string& text) {
+  std::vector<std::string> result;
+  std::string word;
+  for (char c : text + " ") {
+    if (std::isalnum(static_cast<unsigned char>(c)) || c == '\'') {
+      word += char(std::tolower(static_cast<unsigned char>(c)));
+    } else if (!word.empty()) {
+      result.push_back(word);
+      word.clear();
+    }
+  }
+  return result;
+}
+
+}  // namespace
+
+Programs builtPrograms() {
+  return {MURVEL_UNDER_TEST, MURVEL_CLOUD, MURVEL_TARGET_WINDOW, MURVEL_TEST_BROWSER};
+}
+
+Cloud::Cloud(std::string program, fs::path directory)
+    : program_(std::move(program)), directory_(std::move(directory)) {}
+
+bool Cloud::start() {
+  fs::create_directories(directory_);
+  // The port may still be held for a moment by a service that was just stopped, or by another
+  // test of the machine: try again while the service gives up at once.
+  for (int attempt = 0; attempt < 30; ++attempt) {
+    process_ = std::make_unique<Process>(
+        std::vector<std::string>{program_, "--port", std::to_string(MURVEL_TEST_SERVICE_PORT),
+                                 "--data-dir", (directory_ / "data").string()},
+        directory_ / "murvel-cloud.out");
+    // Loading the speech model takes a while on a busy machine.
+    if (waitFor(
+            [&] {
+              return !process_->running() || fetch(serviceBase + "/health", {}, true).status == 200;
+            },
+            60s) &&
+        process_->running())
+      return true;
+    std::this_thread::sleep_for(2s);
+  }
+  return false;
+}
+
+void Cloud::kill() {
+  if (process_) {
+    process_->signal(SIGKILL);
+    process_->waitForExit(5s);
+  }
+}
+
+std::string Cloud::log() const {
+  return readWholeFile(directory_ / "murvel-cloud.out").value_or("");
+}
+
+TargetWindow::TargetWindow(const std::string& program, const fs::path& directory)
+    : textFile_(directory / "target.txt"),
+      process_({program, textFile_.string()}, directory / "target.out") {}
+
+bool TargetWindow::focus() {
+  const std::string id = "$(xdotool search --sync --pid " + std::to_string(process_.pid()) +
+                         " --name '^Target$' | head -n1)";
+  return waitFor([&] { return run("xdotool windowactivate --sync " + id + " 2>/dev/null"); },
+                 10s) &&
+         click(frame().center());
+}
+
+std::string TargetWindow::text() const {
+  return readWholeFile(textFile_).value_or("");
+}
+
+QRect TargetWindow::frame() const {
+  const std::string geometry = output("xdotool search --pid " + std::to_string(process_.pid()) +
+                                      " --name '^Target$' getwindowgeometry --shell 2>/dev/null");
+  std::smatch m;
+  std::regex_search(geometry, m, std::regex(R"(X=(\d+)\s+Y=(\d+)\s+WIDTH=(\d+)\s+HEIGHT=(\d+))"));
+  return m.empty() ? QRect()
+                   : QRect(std::stoi(m[1]), std::stoi(m[2]), std::stoi(m[3]), std::stoi(m[4]));
+}
+
+double wordErrorRate(const std::string& said, const std::string& heard) {
+  const auto reference = words(said), hypothesis = words(heard);
+  if (reference.empty())
+    return 1;
+  std::vector<std::size_t> previous(hypothesis.size() + 1), current(hypothesis.size() + 1);
+  for (std::size_t j = 0; j <= hypothesis.size(); ++j) previous[j] = j;
+  for (std::size_t i = 1; i <= reference.size(); ++i) {
+    current[0] = i;
+    for (std::size_t j = 1; j <= hypothesis.size(); ++j) {
+      current[j] = std::min({previous[j] + 1, current[j - 1] + 1,
+                             previous[j - 1] + (reference[i - 1] == hypothesis[j - 1] ? 0 : 1)});
+    }
+    std::swap(previous, current);
+  }
+  return double(previous[hypothesis.size()]) / double(reference.size());
+}
+
+bool speakWhileHeld(const fs::path& wav, const std::string& key) {
+  if (!keys("keydown " + key))
+    return false;
+  const bool said = test::say(wav);
+  std::this_thread::sleep_for(300ms);
+  return keys("keyup " + key) && said;
+}
+
+Journey::Journey(fs::path work)
+    : cloud(programs.cloud, work / "cloud"),
+      work_(std::move(work)),
+      home_(std::getenv("HOME")),
+      browserLog_(work_ / "browser.log") {
+  fs::create_directories(work_ / "tmp");
+  // The recording lands where the test looks for what was left behind.
+  setenv("TMPDIR", (work_ / "tmp").c_str(), 1);
+  // The desktop's web browser, for every program started from here on.
+  setenv("BROWSER", programs.browser.c_str(), 1);
+  setenv("MURVEL_BROWSER_LOG", browserLog_.c_str(), 1);
+  const fs::path applications = home_ / ".local/share/applications";
+  fs::create_directories(applications);
+  std::ofstream(applications / "murvel-test-browser.desktop")
+      << "[Desktop Entry]\nType=Application\nName=Test Browser\nExec=" << programs.browser
+      << " %u\nMimeType=x-scheme-handler/http;x-scheme-handler/https;\nNoDisplay=true\n";
+  run("xdg-mime default murvel-test-browser.desktop x-scheme-handler/http x-scheme-handler/https");
+}
+
+bool Journey::fail(const std::string& why) {
+  problem = why;
+  return false;
+}
+
+std::optional<QRect> Journey::icon() {
+  return trayIcon(fs::path(programs.murvel).filename().string());
+}
+
+bool Journey::signIn(const std::string& email) {
+  app = std::make_unique<App>(programs.murvel, work_);
+  const auto field = app->waitForWindow(isSettings);
+  if (!field)
+    return fail(
+        "the first launch opened no Settings window (the app " +
+        (app->process().running()
+             ? std::string("runs")
+             : "ended with " + std::to_string(app->process().waitForExit(0ms).value_or(-1))) +
+        "); it shows " + app->dump().dump() + "\nand wrote:\n" + app->log());
+  const json* box = visibleWidgetOfClass(*field, "QLineEdit");
+  if (box == nullptr)
+    return fail("the Settings window has no field for an address");
+  if (!click(frameOf(*box).center()) || !keys("type --delay 30 '" + email + "'"))
+    return fail("the address could not be typed");
+  const auto button = app->waitForWidget(isSettings, "Continue with Email");
+  if (!button || !click(frameOf(*button).center()))
+    return fail("the Settings window has no \"Continue with Email\" button");
+  std::string url;
+  if (!waitFor([&] { return !(url = readWholeFile(browserLog_).value_or("")).empty(); }))
+    return fail("no page was handed to the browser:\n" + app->log());
+  url = url.substr(0, url.find('\n'));
+  const auto link = followSignIn(url, problem);
+  if (!link)
+    return false;
+  if (!link->starts_with("murvel://auth?login_token="))
+    return fail("the sign-in ended at " + *link + ", not at a murvel: link");
+  Process browserHandOff({programs.murvel, *link}, work_ / "second.out");
+  if (browserHandOff.waitForExit(10s) != 0)
+    return fail("the second copy given the link did not end cleanly:\n" +
+                readWholeFile(work_ / "second.out").value_or(""));
+  if (!app->waitForWidget(isSettings, "Signed in as " + email))
+    return fail("the Settings window never said it was signed in as " + email);
+  return true;
+}
+
+bool Journey::pickRightControl() {
+  auto window = app->waitForWindow(isSettings);
+  const auto tab = window ? tabCentre(*window, "Preferences") : std::nullopt;
+  if (!tab || !click(*tab))
+    return fail("the Settings window has no Preferences tab");
+  const auto pick = app->waitForWidget(isSettings, "Pick Button…");
+  if (!pick || !click(frameOf(*pick).center()))
+    return fail("the Preferences tab has no \"Pick Button…\"");
+  if (!app->waitForWidget(isSettings, "Press a key…") || !keys("key Control_R"))
+    return fail("\"Pick Button…\" did not wait for a key");
+  window = app->waitForWindow([](const json& candidate) {
+    if (!isSettings(candidate))
+      return false;
+    const auto texts = visibleTexts(candidate);
+    return std::any_of(texts.begin(), texts.end(),
+                       [](const std::string& text) { return text.starts_with("Picked"); });
+  });
+  if (!window)
+    return fail("pressing Right Control picked nothing");
+  const json settings = json::parse(
+      readWholeFile(home_ / ".config/murvel/com.murvel.mac.json").value_or(""), nullptr, false);
+  if (settings.is_discarded() || settings.value("hotkey", "") != "right_ctrl")
+    return fail("the settings do not hold Right Control as the hotkey");
+  return true;
+}
+
+bool Journey::closeSettings() {
+  if (!chooseFromTrayMenu("", "Close Settings"))
+    return false;
+  return waitFor([&] {
+           const json all = app->dump();
+           for (const json& window : all.at("windows")) {
+             if (window.at("visible").get<bool>() && isSettings(window))
+               return false;
+           }
+           return true;
+         }) ||
+         fail("the Settings window stayed open");
+}
+
+std::optional<json> Journey::openPanel() {
+  const auto at = icon();
+  if (!at || !click(at->center()))
+    return fail("no icon of Murvel in the tray"), std::nullopt;
+  return app->waitForWindow(isPanel);
+}
+
+std::optional<json> Journey::openSettingsFromMenu() {
+  if (!chooseFromTrayMenu("", "Settings"))
+    return std::nullopt;
+  return app->waitForWindow(isSettings);
+}
+
+bool Journey::chooseFromTrayMenu(const std::string& submenu, const std::string& entry) {
+  const auto at = icon();
+  if (!at || !click(at->center(), 3))
+    return fail("no icon of Murvel in the tray");
+  const auto menu = app->waitForWindow(isMenu);
+  if (!menu)
+    return fail("a right click on the tray icon opened no menu");
+  const auto path =
+      submenu.empty() ? std::vector<std::string>{entry} : std::vector<std::string>{submenu, entry};
+  for (const std::string& step : path) {
+    const auto shown = app->waitForWindow(
+        [&](const json& window) { return isMenu(window) && menuEntry(window, step).has_value(); });
+    if (!shown || !click(*menuEntry(*shown, step)))
+      return fail("the tray menu has no entry \"" + step + "\"");
+  }
+  return true;
+}
+
+std::optional<std::string> Journey::dictate(const std::string& sentence, const std::string& name) {
+  const auto wav = test::speech(sentence, work_, name);
+  if (wav.empty())
+    return fail("flite could not say: " + sentence), std::nullopt;
+  if (!target->focus() || !keys("key ctrl+a BackSpace"))
+    return fail("the target window could not be brought to the front"), std::nullopt;
+  waitFor([&] { return target->text().empty(); }, 2s);
+  const int before = pastes();
+  if (!speakWhileHeld(wav))
+    return fail("the microphone or the key did not take part"), std::nullopt;
+  if (!waitFor([&] { return pastes() > before; }, 90s))
+    return fail("no paste came after the release:\n" + app->log()), std::nullopt;
+  std::string text;
+  if (!waitFor([&] { return !(text = target->text()).empty(); }, 5s))
+    return fail("the paste reached no text into the target window"), std::nullopt;
+  return text;
+}
+
+std::string Journey::accessKey() const {
+  linux_platform::SecretKeychainBackend keychain;
+  return Keychain::load(keychain, Keychain::accessKeyAccount).value_or("");
+}
+
+std::vector<std::string> Journey::trail(const std::string& id) const {
+  std::vector<std::string> events;
+  std::istringstream lines(app ? app->log() : "");
+  const std::string prefix = "[Murvel][" + id + "][";
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with(prefix))
+      events.push_back(line.substr(prefix.size(), line.find(']', prefix.size()) - prefix.size()));
+  }
+  return events;
+}
+
+std::string Journey::lastTraceId() const {
+  std::istringstream lines(app ? app->log() : "");
+  std::string id;
+  const std::regex start(R"(^\[Murvel\]\[([^\]]+)\]\[client_start\])");
+  for (std::string line; std::getline(lines, line);) {
+    std::smatch match;
+    if (std::regex_search(line, match, start))
+      id = match[1];
+  }
+  return id;
+}
+
+int Journey::pastes() const {
+  const std::string log = app ? app->log() : "";
+  int count = 0;
+  for (auto at = log.find("][paste_posted]"); at != std::string::npos;
+       at = log.find("][paste_posted]", at + 1))
+    ++count;
+  return count;
+}
+
+}  // namespace murvel::e2e

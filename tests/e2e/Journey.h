@@ -1,0 +1,102 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Desktop.h"
+
+// The pieces of a person's way through Murvel on the private desktop, shared by the end-to-end
+// test and the demonstration: the real service, a browser, a window to type into, and the steps.
+// Each step says what went wrong in `problem` rather than asserting, so the demonstration can tell
+// a person and the test can fail with it.
+namespace murvel::e2e {
+
+// Where the programs under test are; fixed into this build.
+struct Programs {
+  std::string murvel, cloud, targetWindow, browser;
+};
+Programs builtPrograms();
+
+// murvel-cloud on the port the app under test was built for, keeping its data in `directory`.
+class Cloud {
+ public:
+  Cloud(std::string program, fs::path directory);
+  // Starts it and waits until it answers; false if it does not.
+  bool start();
+  // Stops it as a crash would, at once.
+  void kill();
+  std::string log() const;
+
+ private:
+  std::string program_;
+  fs::path directory_;
+  std::unique_ptr<Process> process_;
+};
+
+// A window with one text box, standing for what the person types into; it reports its text.
+class TargetWindow {
+ public:
+  TargetWindow(const std::string& program, const fs::path& directory);
+  // Brings it to the front with the keyboard's focus in its text box.
+  bool focus();
+  std::string text() const;
+  QRect frame() const;
+
+ private:
+  fs::path textFile_;
+  Process process_;
+};
+
+// The share of words to substitute, insert or delete to turn `heard` into `said`, ignoring case
+// and punctuation; 1 when nothing was said.
+double wordErrorRate(const std::string& said, const std::string& heard);
+
+// Holds `key` down while `wav` plays into the microphone, and lets go a moment after its end.
+bool speakWhileHeld(const fs::path& wav, const std::string& key = "Control_R");
+
+// The way through, step by step, in a fresh home of the session.
+class Journey {
+ public:
+  explicit Journey(fs::path work);
+
+  // The first launch, the Settings window it opens, the address typed and "Continue with Email"
+  // pressed, the page the browser was sent to followed to its murvel: link, and that link handed
+  // to a second copy of the app, as a browser does.
+  bool signIn(const std::string& email);
+  // "Pick Button…" in the Settings window's Preferences, and Right Control pressed.
+  bool pickRightControl();
+  // Closes the Settings window.
+  bool closeSettings();
+  // The sentence spoken into the microphone while the hotkey is held with the target window in
+  // front, and the text that arrived there; nothing if none did.
+  std::optional<std::string> dictate(const std::string& sentence, const std::string& name);
+  // Chooses `entry` (e.g. "Smart") in the tray menu's submenu whose title starts with `submenu`.
+  bool chooseFromTrayMenu(const std::string& submenu, const std::string& entry);
+  // Opens the panel with a left click on the tray icon.
+  std::optional<json> openPanel();
+  std::optional<json> openSettingsFromMenu();
+
+  fs::path home() const { return home_; }
+  fs::path work() const { return work_; }
+  std::string accessKey() const;
+  // What the app's trail says about the dictation with trace id `id`, event names in order.
+  std::vector<std::string> trail(const std::string& id) const;
+  // The trace id of the last dictation that reached the service, or empty.
+  std::string lastTraceId() const;
+  int pastes() const;
+
+  Programs programs = builtPrograms();
+  Cloud cloud;
+  std::unique_ptr<App> app;
+  std::unique_ptr<TargetWindow> target;
+  std::string problem;
+
+ private:
+  bool fail(const std::string& why);
+  std::optional<QRect> icon();
+
+  fs::path work_, home_, browserLog_;
+};
+
+}  // namespace murvel::e2e
