@@ -127,18 +127,27 @@ json App::dump() {
   return found;
 }
 
-std::optional<json> App::waitForWindow(const std::function<bool(const json&)>& matches) {
-  std::optional<json> found;
+std::optional<json> App::waitForWindow(const std::function<bool(const json&)>& matches,
+                                       std::chrono::milliseconds limit) {
+  // A window is taken once two dumps in a row show it alike: a menu rebuilt as it opens, or a
+  // window the window manager is still placing, is not clicked by where it was a moment ago.
+  std::optional<json> found, previous;
   waitFor(
       [&] {
         const json all = dump();
+        std::optional<json> seen;
         for (const json& window : all.at("windows")) {
-          if (window.at("visible").get<bool>() && matches(window))
-            return (found = window).has_value();
+          if (window.at("visible").get<bool>() && matches(window)) {
+            seen = window;
+            break;
+          }
         }
-        return false;
+        if (seen && seen == previous)
+          found = seen;
+        previous = seen;
+        return found.has_value();
       },
-      30s);
+      limit);
   return found;
 }
 

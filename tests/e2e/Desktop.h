@@ -53,7 +53,8 @@ class App {
 
   json dump();
   // The first visible top-level window that `matches`, once there is one.
-  std::optional<json> waitForWindow(const std::function<bool(const json&)>& matches);
+  std::optional<json> waitForWindow(const std::function<bool(const json&)>& matches,
+                                    std::chrono::milliseconds limit = 30s);
   // The first visible widget with `text` in a window that `inWindow`, once there is one.
   std::optional<json> waitForWidget(const std::function<bool(const json&)>& inWindow,
                                     const std::string& text);

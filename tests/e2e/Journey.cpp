@@ -238,23 +238,31 @@ bool Journey::signIn(const std::string& email) {
   app = std::make_unique<App>(programs.murvel, work_);
   const auto field = app->waitForWindow(isSettings);
   if (!field)
-    return fail(
-        "the first launch opened no Settings window (the app " +
-        (app->process().running()
-             ? std::string("runs")
-             : "ended with " + std::to_string(app->process().waitForExit(0ms).value_or(-1))) +
-        "); it shows " + app->dump().dump() + "\nand wrote:\n" + app->log());
-  const json* box = visibleWidgetOfClass(*field, "QLineEdit");
-  if (box == nullptr)
-    return fail("the Settings window has no field for an address");
-  if (!click(frameOf(*box).center()) || !keys("type --delay 30 '" + email + "'"))
-    return fail("the address could not be typed");
+    return fail("the first launch opened no Settings window:\n" + app->log());
+  // The window manager may still be placing the window when it first shows: type until the
+  // address is in the field.
+  const bool typed = waitFor(
+      [&] {
+        const auto window = app->waitForWindow(isSettings);
+        const json* box = window ? visibleWidgetOfClass(*window, "QLineEdit") : nullptr;
+        return box != nullptr && click(frameOf(*box).center()) &&
+               keys("key ctrl+a BackSpace type --delay 30 '" + email + "'") &&
+               app->waitForWidget(isSettings, email).has_value();
+      },
+      60s);
+  if (!typed)
+    return fail("the address could not be typed into the Settings window");
   const auto button = app->waitForWidget(isSettings, "Continue with Email");
   if (!button || !click(frameOf(*button).center()))
     return fail("the Settings window has no \"Continue with Email\" button");
   std::string url;
   if (!waitFor([&] { return !(url = readWholeFile(browserLog_).value_or("")).empty(); }))
-    return fail("no page was handed to the browser:\n" + app->log());
+    return fail("no page was handed to the browser; the Settings window shows " +
+                json(visibleTexts(app->waitForWindow(isSettings)
+                                      .value_or(json::object(
+                                          {{"visible", false}, {"children", json::array()}}))))
+                    .dump() +
+                "\n" + app->log());
   url = url.substr(0, url.find('\n'));
   const auto link = followSignIn(url, problem);
   if (!link)
@@ -265,14 +273,17 @@ bool Journey::signIn(const std::string& email) {
   if (browserHandOff.waitForExit(10s) != 0)
     return fail("the second copy given the link did not end cleanly:\n" +
                 readWholeFile(work_ / "second.out").value_or(""));
-  if (!app->waitForWidget(isSettings, "Signed in as " + email))
-    return fail("the Settings window never said it was signed in as " + email);
-  return true;
+  // Signed in, the app keeps its key in the keyring and puts the Settings window away.
+  if (!waitFor([&] { return !accessKey().empty(); }))
+    return fail("no access key reached the keyring:\n" + app->log() + "\n" + cloud.log());
+  return settingsClosed() || fail("the Settings window stayed open after signing in");
 }
 
 bool Journey::pickRightControl() {
-  auto window = app->waitForWindow(isSettings);
+  auto window = openSettingsFromMenu();
   const auto tab = window ? tabCentre(*window, "Preferences") : std::nullopt;
+  if (!window)
+    return false;
   if (!tab || !click(*tab))
     return fail("the Settings window has no Preferences tab");
   const auto pick = app->waitForWidget(isSettings, "Pick Button…");
@@ -296,18 +307,18 @@ bool Journey::pickRightControl() {
   return true;
 }
 
-bool Journey::closeSettings() {
-  if (!chooseFromTrayMenu("", "Close Settings"))
-    return false;
+bool Journey::settingsClosed() {
   return waitFor([&] {
-           const json all = app->dump();
-           for (const json& window : all.at("windows")) {
-             if (window.at("visible").get<bool>() && isSettings(window))
-               return false;
-           }
-           return true;
-         }) ||
-         fail("the Settings window stayed open");
+    const json all = app->dump();
+    return std::none_of(all.at("windows").begin(), all.at("windows").end(), [](const json& window) {
+      return window.at("visible").get<bool>() && isSettings(window);
+    });
+  });
+}
+
+bool Journey::closeSettings() {
+  return chooseFromTrayMenu("", "Close Settings") &&
+         (settingsClosed() || fail("the Settings window stayed open"));
 }
 
 std::optional<json> Journey::openPanel() {
@@ -320,15 +331,19 @@ std::optional<json> Journey::openPanel() {
 std::optional<json> Journey::openSettingsFromMenu() {
   if (!chooseFromTrayMenu("", "Settings"))
     return std::nullopt;
-  return app->waitForWindow(isSettings);
+  auto window = app->waitForWindow(isSettings);
+  if (!window)
+    fail("choosing Settings in " + lastMenu_.dump() + " opened no window; the app shows " +
+         app->dump().dump());
+  return window;
 }
 
 bool Journey::chooseFromTrayMenu(const std::string& submenu, const std::string& entry) {
   const auto at = icon();
-  if (!at || !click(at->center(), 3))
+  if (!at)
     return fail("no icon of Murvel in the tray");
-  const auto menu = app->waitForWindow(isMenu);
-  if (!menu)
+  // A click that only closes an open panel opens nothing: click again.
+  if (!waitFor([&] { return click(at->center(), 3) && app->waitForWindow(isMenu, 3s); }))
     return fail("a right click on the tray icon opened no menu");
   const auto path =
       submenu.empty() ? std::vector<std::string>{entry} : std::vector<std::string>{submenu, entry};
@@ -337,6 +352,7 @@ bool Journey::chooseFromTrayMenu(const std::string& submenu, const std::string& 
         [&](const json& window) { return isMenu(window) && menuEntry(window, step).has_value(); });
     if (!shown || !click(*menuEntry(*shown, step)))
       return fail("the tray menu has no entry \"" + step + "\"");
+    lastMenu_ = *shown;
   }
   return true;
 }

@@ -94,9 +94,12 @@ class Journey {
 
  private:
   bool fail(const std::string& why);
+  // Whether no Settings window shows, once that is so.
+  bool settingsClosed();
   std::optional<QRect> icon();
 
   fs::path work_, home_, browserLog_;
+  json lastMenu_;
 };
 
 }  // namespace murvel::e2e
