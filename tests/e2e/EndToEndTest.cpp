@@ -100,7 +100,8 @@ TEST_F(EndToEnd, SmartCleanupWithBulletsFromTheTrayMenuGivesAList) {
   ASSERT_TRUE(j.chooseFromTrayMenu("Cleanup Mode", "Smart")) << j.problem;
   ASSERT_TRUE(j.target->focus());
   ASSERT_TRUE(j.chooseFromTrayMenu("Tone for", "Bullet list")) << j.problem;
-  const auto text = j.dictate("buy some milk then call the bank then book the flights", "list");
+  const auto text = j.dictate(
+      "first write the report and next call the bank and finally book the flights", "list");
   ASSERT_TRUE(text) << j.problem;
   std::vector<std::string> lines;
   std::istringstream in(*text);
