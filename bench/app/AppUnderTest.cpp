@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
@@ -35,9 +36,16 @@ AppUnderTest::AppUnderTest(const std::string& program, const std::filesystem::pa
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
-  std::string path = program;
-  char* argv[] = {path.data(), nullptr};
-  if (posix_spawn(&pid_, argv[0], &actions, nullptr, argv, environment.data()) != 0)
+  // MURVEL_BENCH_WRAPPER runs the app under a tool, "strace -f -tt -o trace" for instance.
+  std::vector<std::string> words;
+  std::istringstream wrapper(
+      std::getenv("MURVEL_BENCH_WRAPPER") ? std::getenv("MURVEL_BENCH_WRAPPER") : "");
+  for (std::string word; wrapper >> word;) words.push_back(word);
+  words.push_back(program);
+  std::vector<char*> argv;
+  for (auto& word : words) argv.push_back(word.data());
+  argv.push_back(nullptr);
+  if (posix_spawnp(&pid_, argv[0], &actions, nullptr, argv.data(), environment.data()) != 0)
     pid_ = -1;
   posix_spawn_file_actions_destroy(&actions);
   close(output[1]);

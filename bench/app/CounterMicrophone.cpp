@@ -1,9 +1,11 @@
 #include "CounterMicrophone.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
@@ -40,14 +42,15 @@ CounterMicrophone::CounterMicrophone(const std::filesystem::path& directory) {
     error_ = "PulseAudio would not load a pipe source";
     return;
   }
-  // The source holds the pipe open for reading, so this does not wait.
-  const int fd = open(fifo.c_str(), O_WRONLY | O_CLOEXEC);
-  if (fd < 0) {
+  // The source holds the pipe open for reading, so neither open waits.
+  const int drain = open(fifo.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  const int fd = open(fifo.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0 || drain < 0) {
     error_ = "the pipe source's pipe cannot be opened";
     return;
   }
   start_ = Clock::now();
-  feeder_ = std::thread([this, fd] { feed(fd); });
+  feeder_ = std::thread([this, fd, drain] { feed(fd, drain); });
 }
 
 CounterMicrophone::~CounterMicrophone() {
@@ -58,7 +61,7 @@ CounterMicrophone::~CounterMicrophone() {
     static_cast<void>(std::system(("pactl unload-module " + moduleIndex_).c_str()));
 }
 
-void CounterMicrophone::feed(int fd) {
+void CounterMicrophone::feed(int fd, int drain) {
   // steady_clock is CLOCK_MONOTONIC: the first block goes in at start_, each next one 10 ms on.
   const auto origin =
       std::chrono::duration_cast<std::chrono::nanoseconds>(start_.time_since_epoch());
@@ -67,6 +70,14 @@ void CounterMicrophone::feed(int fd) {
   std::array<std::int16_t, blockSamples> block{};
   for (std::int64_t k = 0; !stop_;) {
     for (auto& sample : block) sample = static_cast<std::int16_t>(k++ % period + 1);
+    // The source reads the pipe only while something records; what it left there meanwhile is
+    // old, and a real microphone would never hand it over. Only the newest block may wait.
+    int queued = 0;
+    if (ioctl(drain, FIONREAD, &queued) == 0 && queued > static_cast<int>(sizeof block)) {
+      std::array<char, 65536> old;
+      const auto excess = static_cast<std::size_t>(queued) - sizeof block;
+      [[maybe_unused]] const auto dropped = read(drain, old.data(), std::min(excess, old.size()));
+    }
     if (write(fd, block.data(), sizeof block) != static_cast<ssize_t>(sizeof block))
       break;
     deadline.tv_nsec += 10'000'000;
@@ -77,6 +88,7 @@ void CounterMicrophone::feed(int fd) {
     clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &deadline, nullptr);
   }
   close(fd);
+  close(drain);
 }
 
 std::optional<CounterMicrophone::Clock::time_point> CounterMicrophone::heardAt(

@@ -31,7 +31,7 @@ class CounterMicrophone {
   std::optional<Clock::time_point> heardAt(std::int16_t value, Clock::time_point near) const;
 
  private:
-  void feed(int fd);
+  void feed(int fd, int drain);
 
   std::string error_;
   std::string moduleIndex_;

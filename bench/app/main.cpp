@@ -102,6 +102,8 @@ struct Dictation {
   std::optional<double> pressToCapture;
   std::optional<double> releaseToFirstByte;
   std::optional<double> clientOverhead;
+  std::optional<double>
+      releaseToClientStart;  // how much of the wait is the app's before the upload
   bool uploadOnNewConnection = false;
   std::string upload;  // the recording as the service received it
   std::string problem;
@@ -140,6 +142,8 @@ struct Bench {
         result.problem = "the recording does not start with the microphone's counter";
     }
     const std::string trace = "[" + upload->traceID + "]";
+    if (const auto start = app.waitForLine(trace + "[client_start]", fromLine, 10s))
+      result.releaseToClientStart = msBetween(released, start->at);
     const auto response = app.waitForLine(trace + "[client_response]", fromLine, 10s);
     const auto paste = app.waitForLine(trace + "[paste_posted]", fromLine, 10s);
     if (!response || !paste) {
@@ -328,6 +332,10 @@ int main(int argc, char** argv) {
     if (dictation.uploadOnNewConnection)
       std::fprintf(stderr, "an upload went out on a new connection though it was warmed\n");
   }
+  const Samples beforeUpload = collect(warm, &Dictation::releaseToClientStart);
+  if (!beforeUpload.empty())
+    std::fprintf(stderr, "release to the app's client_start line: median %.1f ms\n",
+                 beforeUpload.median());
   Samples floor;
   if (!lastUpload.empty()) {
     const fs::path recording = scratch / "recording.wav";
@@ -335,8 +343,21 @@ int main(int argc, char** argv) {
     floor = bareCurlFloor(service, recording, 3 * dictationCount);
   }
   Samples ratio;
-  if (!releaseToFirstByte.empty() && !floor.empty())
+  if (!releaseToFirstByte.empty() && !floor.empty()) {
     ratio.values.push_back(releaseToFirstByte.median() / floor.median());
+    std::fprintf(stderr, "release to first byte exceeds the floor by %.1f ms (medians)\n",
+                 releaseToFirstByte.median() - floor.median());
+  }
+  // The release reads the access key from the keyring before it uploads; what that costs here.
+  Samples keyringRead;
+  murvel::linux_platform::SecretKeychainBackend keychain;
+  for (int i = 0; i < dictationCount; ++i) {
+    const auto start = Clock::now();
+    static_cast<void>(murvel::Keychain::load(keychain, murvel::Keychain::accessKeyAccount));
+    keyringRead.values.push_back(msBetween(start, Clock::now()));
+  }
+  std::fprintf(stderr, "one read of the access key from the keyring: median %.1f ms\n",
+               keyringRead.median());
 
   // Every new connection costs 80 ms; cold: the service closes the warmed connection, so the
   // upload has to open its own.
