@@ -89,6 +89,14 @@ void row(const std::string& name, const Samples& samples, const std::string& uni
               samples.values.size(), target.c_str(), verdict.c_str());
 }
 
+// A number the app logged as "<key>=<number>".
+std::optional<double> loggedNumber(const std::string& line, const std::string& key) {
+  const auto at = line.find(" " + key + "=");
+  if (at == std::string::npos)
+    return std::nullopt;
+  return std::strtod(line.c_str() + at + key.size() + 2, nullptr);
+}
+
 // The service's own time for the reply, as the app logged it.
 std::optional<double> serverReportedMs(const std::string& responseLine) {
   const auto at = responseLine.find("server_timings=");
@@ -105,7 +113,8 @@ struct Dictation {
   std::optional<double> releaseToFirstByte;
   std::optional<double> clientOverhead;
   std::optional<double>
-      releaseToClientStart;  // how much of the wait is the app's before the upload
+      releaseToClientStart;            // how much of the wait is the app's before the upload
+  std::optional<double> replyToPaste;  // by the app's own clock, less the paste delay
   bool uploadOnNewConnection = false;
   std::string upload;  // the recording as the service received it
   std::string problem;
@@ -152,6 +161,10 @@ struct Bench {
       result.problem = "the app logged no reply or no paste for trace " + upload->traceID;
       return result;
     }
+    const auto replied = loggedNumber(response->text, "after_release_ms");
+    const auto pasted = loggedNumber(paste->text, "after_release_ms");
+    if (replied && pasted)
+      result.replyToPaste = *pasted - *replied - pasteDelayMs;
     if (const auto serverMs = serverReportedMs(response->text))
       result.clientOverhead = msBetween(released, paste->at) - *serverMs - pasteDelayMs;
     else
@@ -373,6 +386,10 @@ int main(int argc, char** argv) {
   if (!beforeUpload.empty())
     std::fprintf(stderr, "release to the app's client_start line: median %.1f ms\n",
                  beforeUpload.median());
+  const Samples afterReply = collect(warm, &Dictation::replyToPaste);
+  if (!afterReply.empty())
+    std::fprintf(stderr, "the app's reply to paste_posted, less the paste delay: median %.1f ms\n",
+                 afterReply.median());
   Samples floor;
   if (!lastUpload.empty()) {
     const fs::path recording = scratch / "recording.wav";
