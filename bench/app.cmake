@@ -9,6 +9,7 @@ if(TARGET murvel_linux)
     ${CMAKE_CURRENT_LIST_DIR}/app/AppUnderTest.cpp
     ${CMAKE_CURRENT_LIST_DIR}/app/CounterMicrophone.cpp
     ${CMAKE_CURRENT_LIST_DIR}/app/Desktop.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/app/Floors.cpp
     ${CMAKE_CURRENT_LIST_DIR}/app/LoopbackService.cpp
     ${CMAKE_CURRENT_LIST_DIR}/app/ProcessActivity.cpp)
   # The app measured: the real main() with the tests' widget dump, built against a service port of
