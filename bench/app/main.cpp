@@ -371,6 +371,10 @@ int main(int argc, char** argv) {
                    static_cast<long long>(wakeups));
   }
 
+  std::fprintf(stderr,
+               "press to live capture dates a recording's first sample by when it went into the "
+               "microphone, in 10 ms blocks; below zero, the recording begins with sound from "
+               "before the press\n");
   row("press to live capture", collect(warm, &Dictation::pressToCapture), "ms", 30.0, "< 30 ms");
   row("release to first byte (warm)", releaseToFirstByte, "ms");
   row("  bare libcurl POST, open connection", floor, "ms");
