@@ -62,10 +62,15 @@ void row(const std::string& name, const Samples& samples, const std::string& uni
   std::string verdict;
   if (below)
     verdict = samples.median() < *below ? "met" : "NOT met";
-  std::printf("%s\t%s\t%s .. %s (n=%zu)\t%s\t%s\n", name.c_str(),
-              (format(pattern, samples.median()) + suffix).c_str(),
-              format(pattern, samples.at(0.1)).c_str(), format(pattern, samples.at(0.9)).c_str(),
-              samples.values.size(), target.c_str(), verdict.c_str());
+  // A figure made of other figures' medians has no spread of its own.
+  const std::string spread = samples.values.size() < 2
+                                 ? ""
+                                 : format(pattern, samples.at(0.1)) + " .. " +
+                                       format(pattern, samples.at(0.9)) +
+                                       " (n=" + std::to_string(samples.values.size()) + ")";
+  std::printf("%s\t%s\t%s\t%s\t%s\n", name.c_str(),
+              (format(pattern, samples.median()) + suffix).c_str(), spread.c_str(), target.c_str(),
+              verdict.c_str());
 }
 
 // A number the app logged as "<key>=<number>".
