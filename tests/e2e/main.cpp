@@ -17,7 +17,7 @@ namespace murvel::e2e {
 namespace {
 
 int demonstrate(const fs::path& screenshots) {
-  const std::string sentence = "meet me at the station at noon";
+  const std::string sentence = "please send the report to the team before lunch";
   const fs::path work = fs::path(std::getenv("HOME")) / "demo";
   fs::create_directories(work);
   Journey journey(work);
