@@ -83,6 +83,8 @@ if [ "$want_x11" = 1 ]; then
   done
   [ -s "$root/display" ] || { echo "session.sh: Xvfb did not start" >&2; cat "$root/xvfb.log" >&2; exit 1; }
   export DISPLAY=":$(head -n1 "$root/display")"
+  # The private desktop is X11 alone: nothing started here may reach a Wayland compositor.
+  unset WAYLAND_DISPLAY
 fi
 
 if [ "$want_wm" = 1 ]; then
