@@ -15,3 +15,6 @@ echo "== Connection warm-up: time to the reply of an upload, with and without a 
 echo
 echo "== Recorder: from record() to the first captured audio, and stop() =="
 ./tests/linux/session.sh --pulse -- ./build/default/bench/murvel_audio_latency "$runs"
+echo
+echo "== Local service: word error rate and real-time factor of recognition =="
+./bench/cloud.sh
