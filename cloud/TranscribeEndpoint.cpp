@@ -136,6 +136,7 @@ void handleTranscribe(Service::Context& context, const httplib::Request& request
                                {"upload_ms", rounded(millisecondsBetween(start, uploaded))},
                                {"wait_ms", rounded(recognition.waitMs)},
                                {"decode_ms", rounded(recognition.decodeMs)},
+                               {"decode_cpu_ms", rounded(recognition.decodeCpuMs)},
                                {"cleanup_ms", rounded(millisecondsBetween(cleanupStart, done))},
                                {"total_ms", rounded(millisecondsBetween(start, done))}};
   reply::json(response, 200,
