@@ -104,6 +104,10 @@ struct RefusalCase {
   int status;
   std::string error;
 };
+// Named in test listings by its row name rather than by its bytes.
+void PrintTo(const RefusalCase& c, std::ostream* out) {
+  *out << c.name;
+}
 
 class RefusalTest : public ServiceTest, public ::testing::WithParamInterface<RefusalCase> {};
 
@@ -290,6 +294,10 @@ struct PageRefusal {
   int status;
   std::string says;
 };
+// Named in test listings by its row name rather than by its bytes.
+void PrintTo(const PageRefusal& c, std::ostream* out) {
+  *out << c.name;
+}
 
 class SignInRefusalTest : public ServiceTest, public ::testing::WithParamInterface<PageRefusal> {};
 
