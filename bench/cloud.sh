@@ -9,7 +9,10 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 cmake --preset default >/dev/null
-cmake --build --preset default --target murvel-cloud murvel_bench_cloud -j "$(nproc)" >/dev/null
+if ! build_log=$(cmake --build --preset default --target murvel-cloud murvel_bench_cloud -j2 2>&1); then
+  printf '%s\n' "$build_log" >&2
+  exit 1
+fi
 
 work="$(mktemp -d /tmp/murvel-bench-cloud.XXXXXX)"
 pid=""

@@ -39,6 +39,7 @@
 #include "platform/linux/x11/X11EventMonitors.h"
 #include "platform/linux/x11/X11KeyEventPoster.h"
 #include "shell/AppDelegate.h"
+#include "stores/KeychainCache.h"
 #include "stores/Settings.h"
 
 namespace {
@@ -94,7 +95,10 @@ int main(int argc, char** argv) {
                             [&activeWindow](const RunningApplication& application) {
                               activeWindow.activate(application);
                             }});
-  SecretKeychainBackend keychain;
+  SecretKeychainBackend secretService;
+  // The store answers over D-Bus on the main thread; after the first read the key comes from
+  // memory.
+  KeychainCache keychain(secretService);
   // The paste keystrokes Murvel sends must not come back as the user's own keys.
   auto ownKeys = std::make_shared<SyntheticKeyLedger>();
   X11EventMonitors eventMonitors(ownKeys);

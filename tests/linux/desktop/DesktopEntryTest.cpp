@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
+#include <QFileInfo>
 #include <QProcess>
 
 #include "DesktopTestSupport.h"
@@ -43,6 +44,47 @@ TEST(DesktopEntry, InstallsForTheUserAloneAndAgainTheSame) {
   EXPECT_FALSE(QFile::exists(system.filePath("applications")));
   EXPECT_EQ(tools.calls().count('\n'), 4);
 }
+
+// A prefix that `cmake --install` puts the app under, and whether it is the user's own.
+struct InstallPrefix {
+  const char* name;
+  bool usersOwn;
+};
+
+class InstallTest : public ::testing::TestWithParam<InstallPrefix> {};
+
+TEST_P(InstallTest, PutsTheProgramItsEntriesAndIconUnderThePrefixAndRegistersTheScheme) {
+  testing::FakeTools tools;
+  tools.add("update-desktop-database");
+  tools.add("xdg-mime");
+  QTemporaryDir elsewhere;
+  // The session's HOME is a temporary directory of its own.
+  const QString prefix =
+      GetParam().usersOwn ? qEnvironmentVariable("HOME") + "/.local" : elsewhere.filePath("opt");
+  ASSERT_EQ(QProcess::execute(MURVEL_CMAKE, {"--install", MURVEL_BINARY_DIR, "--component",
+                                             "murvel", "--prefix", prefix}),
+            0);
+
+  EXPECT_TRUE(QFileInfo(prefix + "/bin/murvel").isExecutable());
+  EXPECT_TRUE(QFile::exists(prefix + "/share/icons/hicolor/scalable/apps/murvel.svg"));
+  const QString entry = prefix + "/share/applications/murvel.desktop";
+  const QString autostart = prefix + "/share/murvel/autostart/murvel.desktop";
+  EXPECT_EQ(QProcess::execute("desktop-file-validate", {entry, autostart}), 0);
+  EXPECT_TRUE(testing::readFile(entry).contains("\nExec=" + prefix + "/bin/murvel %u\n"));
+  EXPECT_TRUE(testing::readFile(entry).contains("\nMimeType=x-scheme-handler/murvel;\n"));
+  EXPECT_TRUE(testing::readFile(autostart).contains("\nExec=" + prefix + "/bin/murvel\n"));
+  EXPECT_FALSE(testing::readFile(autostart).contains("MimeType"));
+
+  QString expected = "update-desktop-database " + prefix + "/share/applications\n";
+  if (GetParam().usersOwn)
+    expected += "xdg-mime default murvel.desktop x-scheme-handler/murvel\n";
+  EXPECT_EQ(tools.calls(), expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Prefixes, InstallTest,
+                         ::testing::Values(InstallPrefix{"TheUsersOwn", true},
+                                           InstallPrefix{"Elsewhere", false}),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace
 }  // namespace murvel::linux_platform

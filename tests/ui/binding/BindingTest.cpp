@@ -183,6 +183,39 @@ INSTANTIATE_TEST_SUITE_P(
                      "no no", "yes yes"}),
     [](const auto& info) { return std::string(info.param.name); });
 
+// A one-line text longer than its label by a share of the label's width, and whether it is still
+// drawn whole (in a slightly smaller font) or shortened with an ellipsis.
+struct LineFit {
+  const char* name;
+  double overshoot;
+  bool whole;
+};
+
+class LineFitTest : public ::testing::TestWithParam<LineFit> {};
+
+TEST_P(LineFitTest, ShrinksALittleBeforeItShortens) {
+  auto record = std::make_unique<Label>();
+  record->setFont(Font::system(11));
+  const Bound bound = bindRecord(std::move(record));
+  auto& label = dynamic_cast<RecordLabel&>(*bound.widget);
+  const int width = label.contentsRect().width();
+  const QString words = "Pasted into active window, cleaned up and encrypted in transit. ";
+  QString text;
+  while (QFontMetrics(label.font()).horizontalAdvance(text) < width * (1 + GetParam().overshoot))
+    text += words[text.size() % words.size()];
+  bound.as<Label>().setText(text.toStdString());
+  const QStringList lines = label.visibleLines(width);
+  ASSERT_EQ(lines.size(), 1);
+  EXPECT_EQ(lines.front() == text, GetParam().whole) << lines.front().toStdString();
+  EXPECT_EQ(lines.front().endsWith(QChar(0x2026)), !GetParam().whole);
+  EXPECT_LE(QFontMetrics(label.fontAt(width)).horizontalAdvance(lines.front()), width);
+}
+
+INSTANTIATE_TEST_SUITE_P(Lengths, LineFitTest,
+                         ::testing::Values(LineFit{"SlightlyTooLong", 0.05, true},
+                                           LineFit{"FarTooLong", 0.4, false}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
 // A table of dictations, as the panel's history is: rows made by a data source on each reload.
 struct History : TableViewDataSource {
   explicit History(std::vector<std::string> rows) : texts(std::move(rows)) {}

@@ -1,6 +1,7 @@
 // Test-only, linked into the app under test and never into the shipped program: with
 // MURVEL_WIDGET_DUMP naming a file, each SIGUSR1 makes the app write every top-level widget and
-// its descendants there as JSON (class, global geometry, visibility, texts, items, menu entries),
+// its descendants there as JSON (class, global geometry, visibility, texts and whether they are
+// cut short, items, menu entries),
 // so that a test on a private desktop can check what the screen shows and where.
 
 #include <unistd.h>
@@ -22,6 +23,8 @@
 #include <QTableWidget>
 #include <QTextEdit>
 #include <csignal>
+
+#include "platform/linux/ui/RecordLabel.h"
 
 namespace {
 
@@ -47,6 +50,10 @@ QJsonObject describe(const QWidget& widget) {
   object["color"] = widget.palette().color(widget.foregroundRole()).name();
   if (const auto* label = qobject_cast<const QLabel*>(&widget))
     object["text"] = label->text();
+  if (const auto* label = dynamic_cast<const murvel::linux_platform::ui::RecordLabel*>(&widget)) {
+    const QString drawn = label->visibleLines(label->contentsRect().width()).join(QLatin1Char(' '));
+    object["shortened"] = drawn.simplified() != label->text().simplified();
+  }
   if (const auto* button = qobject_cast<const QAbstractButton*>(&widget))
     object["text"] = button->text();
   if (const auto* field = qobject_cast<const QLineEdit*>(&widget))

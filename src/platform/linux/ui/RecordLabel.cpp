@@ -19,6 +19,17 @@ QString laidOutText(const QString& text) {
 // Room for the ellipsis itself and a character or two on each side of it.
 constexpr int minimumElidedCharacters = 4;
 
+// How far a single line may shrink to fit before it is shortened: the desktop's font often runs
+// wider than the one the fixed layouts were drawn for, and a pixel or two less reads better than
+// a lost end.
+constexpr double smallestFit = 0.85;
+
+QString singleLine(const QString& text) {
+  QString result = text;
+  result.replace(QLatin1Char('\n'), QLatin1Char(' '));
+  return result;
+}
+
 }  // namespace
 
 RecordLabel::RecordLabel(QWidget* parent) : QLabel(parent) {
@@ -46,15 +57,27 @@ void RecordLabel::setBadge(std::optional<QColor> fill, double cornerRadius) {
   update();
 }
 
-QStringList RecordLabel::visibleLines(int width) const {
-  const QFontMetrics metrics(font());
-  const Qt::TextElideMode mode = elide_ == Elide::middle ? Qt::ElideMiddle : Qt::ElideRight;
-  width = std::max(width, 1);
-  if (!wraps()) {
-    QString single = text();
-    single.replace(QLatin1Char('\n'), QLatin1Char(' '));
-    return {metrics.elidedText(single, mode, width)};
+QFont RecordLabel::fontAt(int width) const {
+  if (wraps())
+    return font();
+  const QString single = singleLine(text());
+  QFont fitted = font();
+  const int natural = QFontInfo(fitted).pixelSize();
+  const int smallest = std::max(1, static_cast<int>(std::ceil(natural * smallestFit)));
+  for (int size = natural; size >= smallest; --size) {
+    fitted.setPixelSize(size);
+    if (QFontMetrics(fitted).horizontalAdvance(single) <= width)
+      return fitted;
   }
+  return fitted;
+}
+
+QStringList RecordLabel::visibleLines(int width) const {
+  width = std::max(width, 1);
+  const Qt::TextElideMode mode = elide_ == Elide::middle ? Qt::ElideMiddle : Qt::ElideRight;
+  if (!wraps())
+    return {QFontMetrics(fontAt(width)).elidedText(singleLine(text()), mode, width)};
+  const QFontMetrics metrics(font());
   const QString all = laidOutText(text());
   QTextLayout layout(all, font());
   layout.beginLayout();
@@ -129,12 +152,13 @@ void RecordLabel::paintEvent(QPaintEvent*) {
   }
   const QRect area = contentsRect();
   const QStringList lines = visibleLines(area.width());
-  const QFontMetrics metrics(font());
+  const QFont drawn = fontAt(area.width());
+  const QFontMetrics metrics(drawn);
   const int blockHeight = static_cast<int>(lines.size()) * metrics.lineSpacing();
   // The block of lines stands in the middle of the height it is given.
   int top = area.top() + std::max(0, (area.height() - blockHeight) / 2);
   painter.setPen(palette().color(foregroundRole()));
-  painter.setFont(font());
+  painter.setFont(drawn);
   const Qt::Alignment horizontal = alignment() & Qt::AlignHorizontal_Mask;
   for (const QString& line : lines) {
     const QRect lineRect(area.left(), top, area.width(), metrics.lineSpacing());

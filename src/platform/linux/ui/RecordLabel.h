@@ -6,7 +6,8 @@
 namespace murvel::linux_platform::ui {
 
 // A label that shows at most a given number of lines, wrapped at word boundaries, and shortens
-// the last one with an ellipsis (at its end, or in its middle) rather than clipping glyphs. It can
+// the last one with an ellipsis (at its end, or in its middle) rather than clipping glyphs. A
+// single line first shrinks a little to fit. It can
 // stand on a rounded, filled background: a badge. text() keeps the whole text.
 class RecordLabel final : public QLabel {
  public:
@@ -25,6 +26,8 @@ class RecordLabel final : public QLabel {
 
   // The lines as they are drawn at `width`, the last one shortened if the text goes on.
   QStringList visibleLines(int width) const;
+  // The font the text is drawn in at `width`.
+  QFont fontAt(int width) const;
 
  protected:
   void paintEvent(QPaintEvent* event) override;
