@@ -1,5 +1,7 @@
 #include "cloud/RecognitionQueue.h"
 
+#include <time.h>
+
 namespace murvel::cloud {
 
 namespace {
@@ -7,6 +9,13 @@ namespace {
 double millisecondsSince(std::chrono::steady_clock::time_point start,
                          std::chrono::steady_clock::time_point end) {
   return std::chrono::duration<double, std::milli>(end - start).count();
+}
+
+// The processor time of the calling thread so far.
+double threadCpuMs() {
+  timespec now{};
+  ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) * 1000.0 + static_cast<double>(now.tv_nsec) / 1e6;
 }
 
 }  // namespace
@@ -50,7 +59,8 @@ void RecognitionQueue::stop() {
   available_.notify_all();
   for (Job& job : refused) {
     job.promise.set_value(Recognition{
-        Outcome<std::string>::failure("The service is stopping; send the recording again."), 0, 0});
+        Outcome<std::string>::failure("The service is stopping; send the recording again."), 0, 0,
+        0});
   }
 }
 
@@ -67,6 +77,7 @@ void RecognitionQueue::work(const DecodeFunction& decode) {
       ++busy_;
     }
     const auto started = std::chrono::steady_clock::now();
+    const double cpuAtStart = threadCpuMs();
     Recognition recognition;
     recognition.waitMs = millisecondsSince(job.submitted, started);
     try {
@@ -76,6 +87,7 @@ void RecognitionQueue::work(const DecodeFunction& decode) {
           std::string("The speech decoder failed on this recording: ") + error.what() + ".");
     }
     recognition.decodeMs = millisecondsSince(started, std::chrono::steady_clock::now());
+    recognition.decodeCpuMs = threadCpuMs() - cpuAtStart;
     {
       std::lock_guard lock(mutex_);
       --busy_;

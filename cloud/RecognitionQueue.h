@@ -24,6 +24,8 @@ struct Recognition {
   Outcome<std::string> words = Outcome<std::string>::success({});
   double waitMs = 0;    // from submission until a worker took it
   double decodeMs = 0;  // the decoding alone
+  // The processor time the decoding took, which other work on the machine does not stretch.
+  double decodeCpuMs = 0;
 };
 
 // Recognition off the request threads: a fixed set of workers, each with its own decoder, and

@@ -115,7 +115,8 @@ std::optional<std::string> contraction(const std::string& first, const std::stri
     return first + "'re";
   if (second == "is" && isOneOf(first, isContractingWords) && first != "this")
     return first + "'s";
-  if (second == "will" && isOneOf(first, willSubjects))
+  // "I will not" becomes "I won't", never "I'll not".
+  if (second == "will" && isOneOf(first, willSubjects) && third != "not")
     return first + "'ll";
   if (second == "have" && (first == "i" || isOneOf(first, areSubjects)) &&
       isOneOf(third, participles)) {

@@ -66,12 +66,23 @@ void handleTranscribe(Service::Context& context, const httplib::Request& request
   WavUpload upload([&spool](std::string_view audio, std::string& problem) {
     return spool.value().append(audio, problem);
   });
-  const bool received = reader([&upload](const char* data, std::size_t length) {
+  // A body sent in chunks announces no length, so the limit is counted here as it arrives.
+  const std::uint64_t limit = context.settings.maxUploadBytes;
+  std::uint64_t bodyBytes = 0;
+  bool tooLarge = false;
+  const bool received = reader([&](const char* data, std::size_t length) {
+    bodyBytes += length;
+    if (bodyBytes > limit) {
+      tooLarge = true;
+      return false;
+    }
     upload.receive(std::string_view(data, length));
     return true;
   });
   if (!received) {
-    if (response.status == 413) {
+    if (response.status == 413 || tooLarge) {
+      // The rest of the body is still on its way: this connection cannot carry another request.
+      response.set_header("Connection", "close");
       reply::error(response, 413,
                    "The recording is larger than the service takes (" +
                        std::to_string(context.settings.maxUploadBytes / (1024 * 1024)) + " MiB).");
@@ -125,6 +136,7 @@ void handleTranscribe(Service::Context& context, const httplib::Request& request
                                {"upload_ms", rounded(millisecondsBetween(start, uploaded))},
                                {"wait_ms", rounded(recognition.waitMs)},
                                {"decode_ms", rounded(recognition.decodeMs)},
+                               {"decode_cpu_ms", rounded(recognition.decodeCpuMs)},
                                {"cleanup_ms", rounded(millisecondsBetween(cleanupStart, done))},
                                {"total_ms", rounded(millisecondsBetween(start, done))}};
   reply::json(response, 200,

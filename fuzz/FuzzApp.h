@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "Violated.h"
 #include "dictation/DictationState.h"
 #include "fakes/FakePlatform.h"
 #include "shell/AppDelegate.h"
@@ -74,11 +75,5 @@ struct FuzzApp {
   std::shared_ptr<AppDelegate> app;
   std::vector<DictationState> shown;
 };
-
-// A broken promise of the system: reported, and the input kept by the fuzzer.
-[[noreturn]] inline void violated(const char* what) {
-  std::fprintf(stderr, "violated: %s\n", what);
-  std::abort();
-}
 
 }  // namespace murvel::fuzzing

@@ -18,7 +18,7 @@ packages=(
   # what the real-component tests run against
   xdg-utils desktop-file-utils
   xvfb xauth x11-utils xdotool procps pulseaudio pulseaudio-utils flite sox dbus dbus-x11 gnome-keyring
-  openssl
+  openssl curl
 )
 
 sudo_cmd=()

@@ -63,7 +63,7 @@ TEST_P(SpeechTest, IsRecognisedAndCleanedAsTheModeAndToneAsk) {
   EXPECT_EQ(reply["cleanup_attempted"], c.mode != "off");
   EXPECT_EQ(reply["cleanup_applied"], c.mode != "off");
   EXPECT_EQ(reply["cleanup_mode"], c.mode);
-  for (const char* timing : {"audio_ms", "decode_ms", "cleanup_ms"})
+  for (const char* timing : {"audio_ms", "decode_ms", "decode_cpu_ms", "cleanup_ms"})
     EXPECT_TRUE(reply["timings"][timing].is_number()) << timing;
   EXPECT_GT(reply["timings"]["audio_ms"], 1000.0);
 }
@@ -104,6 +104,10 @@ struct RefusalCase {
   int status;
   std::string error;
 };
+// Named in test listings by its row name rather than by its bytes.
+void PrintTo(const RefusalCase& c, std::ostream* out) {
+  *out << c.name;
+}
 
 class RefusalTest : public ServiceTest, public ::testing::WithParamInterface<RefusalCase> {};
 
@@ -290,6 +294,10 @@ struct PageRefusal {
   int status;
   std::string says;
 };
+// Named in test listings by its row name rather than by its bytes.
+void PrintTo(const PageRefusal& c, std::ostream* out) {
+  *out << c.name;
+}
 
 class SignInRefusalTest : public ServiceTest, public ::testing::WithParamInterface<PageRefusal> {};
 

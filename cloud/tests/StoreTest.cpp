@@ -37,6 +37,10 @@ struct TokenUse {
   bool spentBefore;
   std::optional<TokenRefusal> refusal;  // nothing: exchanged
 };
+// Named in test listings by its row name rather than by its bytes.
+void PrintTo(const TokenUse& c, std::ostream* out) {
+  *out << c.name;
+}
 
 class TokenUseTest : public StoreTest, public ::testing::WithParamInterface<TokenUse> {};
 

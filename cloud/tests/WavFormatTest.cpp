@@ -24,6 +24,10 @@ struct HeaderCase {
   std::string problem;              // a part of it, with `refused`
   std::optional<WavLayout> layout;  // with `complete`
 };
+// Named in test listings by its row name rather than by its bytes.
+void PrintTo(const HeaderCase& c, std::ostream* out) {
+  *out << c.name;
+}
 
 class WavHeaderTest : public ::testing::TestWithParam<HeaderCase> {};
 
@@ -100,6 +104,10 @@ struct UploadCase {
   std::string audio;    // expected audio bytes, when accepted
   std::string problem;  // a part of it, when refused
 };
+// Named in test listings by its row name rather than by its bytes.
+void PrintTo(const UploadCase& c, std::ostream* out) {
+  *out << c.name;
+}
 
 class WavUploadTest
     : public ::testing::TestWithParam<std::tuple<UploadCase, std::size_t /*piece*/>> {};
