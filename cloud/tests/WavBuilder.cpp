@@ -19,35 +19,35 @@ void chunk(std::string& out, const std::string& id, const std::string& body,
 
 }  // namespace
 
-std::string wavFile(const WavSpec& spec) {
+std::string wavFile(const WavShape& shape) {
   std::string format;
-  put(format, spec.extensible ? 0xFFFE : spec.format, 2);
-  put(format, spec.channels, 2);
-  put(format, spec.rate, 4);
+  put(format, shape.extensible ? 0xFFFE : shape.format, 2);
+  put(format, shape.channels, 2);
+  put(format, shape.rate, 4);
   const std::uint16_t align =
-      spec.blockAlign.value_or(static_cast<std::uint16_t>(spec.channels * spec.bits / 8));
-  put(format, spec.rate * align, 4);
+      shape.blockAlign.value_or(static_cast<std::uint16_t>(shape.channels * shape.bits / 8));
+  put(format, shape.rate * align, 4);
   put(format, align, 2);
-  put(format, spec.bits, 2);
-  if (spec.extensible) {
+  put(format, shape.bits, 2);
+  if (shape.extensible) {
     put(format, 22, 2);
-    put(format, spec.bits, 2);
+    put(format, shape.bits, 2);
     put(format, 4, 4);  // channel mask
-    put(format, spec.format, 2);
+    put(format, shape.format, 2);
     format += std::string("\x00\x00\x00\x00\x10\x00\x80\x00\x00\xAA\x00\x38\x9B\x71", 14);
   }
   std::string fmtChunk = "fmt ";
-  put(fmtChunk, spec.extensible ? 40 : spec.formatChunkSize, 4);
-  fmtChunk += format.substr(0, spec.extensible ? 40 : spec.formatChunkSize);
+  put(fmtChunk, shape.extensible ? 40 : shape.formatChunkSize, 4);
+  fmtChunk += format.substr(0, shape.extensible ? 40 : shape.formatChunkSize);
 
   std::string dataChunk;
-  chunk(dataChunk, "data", spec.audio, spec.declaredDataBytes);
+  chunk(dataChunk, "data", shape.audio, shape.declaredDataBytes);
 
-  std::string body = spec.wave;
-  for (const auto& [id, content] : spec.chunksBeforeFormat) chunk(body, id, content);
-  body += spec.dataBeforeFormat ? dataChunk + fmtChunk : fmtChunk + dataChunk;
-  for (const auto& [id, content] : spec.chunksAfterData) chunk(body, id, content);
-  std::string file = spec.riff;
+  std::string body = shape.wave;
+  for (const auto& [id, content] : shape.chunksBeforeFormat) chunk(body, id, content);
+  body += shape.dataBeforeFormat ? dataChunk + fmtChunk : fmtChunk + dataChunk;
+  for (const auto& [id, content] : shape.chunksAfterData) chunk(body, id, content);
+  std::string file = shape.riff;
   put(file, static_cast<std::uint32_t>(body.size()), 4);
   return file + body;
 }

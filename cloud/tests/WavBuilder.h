@@ -9,7 +9,7 @@
 namespace murvel::cloud::test {
 
 // A WAV file written field by field, so that a test can get any of them wrong.
-struct WavSpec {
+struct WavShape {
   std::string riff = "RIFF";
   std::string wave = "WAVE";
   std::uint16_t format = 1;
@@ -26,7 +26,7 @@ struct WavSpec {
   std::vector<std::pair<std::string, std::string>> chunksAfterData;
 };
 
-std::string wavFile(const WavSpec& spec);
+std::string wavFile(const WavShape& shape);
 
 // `samples` as the bytes of 16-bit little-endian audio.
 std::string pcmBytes(const std::vector<std::int16_t>& samples);

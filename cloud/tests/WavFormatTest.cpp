@@ -11,10 +11,10 @@ namespace {
 using Status = WavHeaderCheck::Status;
 using ::testing::HasSubstr;
 
-WavSpec with(void (*change)(WavSpec&)) {
-  WavSpec spec;
-  change(spec);
-  return spec;
+WavShape with(void (*change)(WavShape&)) {
+  WavShape shape;
+  change(shape);
+  return shape;
 }
 
 struct HeaderCase {
@@ -47,16 +47,16 @@ INSTANTIATE_TEST_SUITE_P(
     Headers, WavHeaderTest,
     ::testing::Values(
         HeaderCase{"Plain", wavFile({}), Status::complete, "", WavLayout{44, 6}},
-        HeaderCase{"OtherChunksFirstOddOnePadded", wavFile(with([](WavSpec& s) {
+        HeaderCase{"OtherChunksFirstOddOnePadded", wavFile(with([](WavShape& s) {
                      s.chunksBeforeFormat = {{"LIST", "abc"}, {"junk", "12"}};
                    })),
                    Status::complete, "", WavLayout{44 + 12 + 10, 6}},
-        HeaderCase{"Extensible", wavFile(with([](WavSpec& s) { s.extensible = true; })),
+        HeaderCase{"Extensible", wavFile(with([](WavShape& s) { s.extensible = true; })),
                    Status::complete, "", WavLayout{68, 6}},
-        HeaderCase{"OpenLengthZero", wavFile(with([](WavSpec& s) { s.declaredDataBytes = 0; })),
+        HeaderCase{"OpenLengthZero", wavFile(with([](WavShape& s) { s.declaredDataBytes = 0; })),
                    Status::complete, "", WavLayout{44, std::nullopt}},
         HeaderCase{"OpenLengthAllOnes",
-                   wavFile(with([](WavSpec& s) { s.declaredDataBytes = 0xFFFFFFFF; })),
+                   wavFile(with([](WavShape& s) { s.declaredDataBytes = 0xFFFFFFFF; })),
                    Status::complete, "", WavLayout{44, std::nullopt}},
         HeaderCase{"Nothing", "", Status::needMoreBytes, "", std::nullopt},
         HeaderCase{"PartOfRiff", "RIF", Status::needMoreBytes, "", std::nullopt},
@@ -65,34 +65,34 @@ INSTANTIATE_TEST_SUITE_P(
         HeaderCase{"Mp3Seen", "ID3", Status::refused, "not a WAV file", std::nullopt},
         HeaderCase{"Text", "hello there, this is no audio", Status::refused, "not a WAV file",
                    std::nullopt},
-        HeaderCase{"BigEndian", wavFile(with([](WavSpec& s) { s.riff = "RIFX"; })), Status::refused,
-                   "big-endian", std::nullopt},
-        HeaderCase{"Rf64", wavFile(with([](WavSpec& s) { s.riff = "RF64"; })), Status::refused,
+        HeaderCase{"BigEndian", wavFile(with([](WavShape& s) { s.riff = "RIFX"; })),
+                   Status::refused, "big-endian", std::nullopt},
+        HeaderCase{"Rf64", wavFile(with([](WavShape& s) { s.riff = "RF64"; })), Status::refused,
                    "RF64", std::nullopt},
-        HeaderCase{"RiffVideo", wavFile(with([](WavSpec& s) { s.wave = "AVI "; })), Status::refused,
-                   "not WAVE audio", std::nullopt},
-        HeaderCase{"Float", wavFile(with([](WavSpec& s) {
+        HeaderCase{"RiffVideo", wavFile(with([](WavShape& s) { s.wave = "AVI "; })),
+                   Status::refused, "not WAVE audio", std::nullopt},
+        HeaderCase{"Float", wavFile(with([](WavShape& s) {
                      s.format = 3;
                      s.bits = 32;
                    })),
                    Status::refused, "floating-point audio", std::nullopt},
-        HeaderCase{"ExtensibleFloat", wavFile(with([](WavSpec& s) {
+        HeaderCase{"ExtensibleFloat", wavFile(with([](WavShape& s) {
                      s.extensible = true;
                      s.format = 3;
                    })),
                    Status::refused, "floating-point audio", std::nullopt},
-        HeaderCase{"Stereo", wavFile(with([](WavSpec& s) { s.channels = 2; })), Status::refused,
+        HeaderCase{"Stereo", wavFile(with([](WavShape& s) { s.channels = 2; })), Status::refused,
                    "2 channels; send mono", std::nullopt},
-        HeaderCase{"CdRate", wavFile(with([](WavSpec& s) { s.rate = 44100; })), Status::refused,
+        HeaderCase{"CdRate", wavFile(with([](WavShape& s) { s.rate = 44100; })), Status::refused,
                    "sampled at 44100 Hz", std::nullopt},
-        HeaderCase{"EightBit", wavFile(with([](WavSpec& s) { s.bits = 8; })), Status::refused,
+        HeaderCase{"EightBit", wavFile(with([](WavShape& s) { s.bits = 8; })), Status::refused,
                    "8-bit samples", std::nullopt},
-        HeaderCase{"WrongBlockAlign", wavFile(with([](WavSpec& s) { s.blockAlign = 4; })),
+        HeaderCase{"WrongBlockAlign", wavFile(with([](WavShape& s) { s.blockAlign = 4; })),
                    Status::refused, "contradicts itself", std::nullopt},
-        HeaderCase{"ShortFormatChunk", wavFile(with([](WavSpec& s) { s.formatChunkSize = 14; })),
+        HeaderCase{"ShortFormatChunk", wavFile(with([](WavShape& s) { s.formatChunkSize = 14; })),
                    Status::refused, "too short", std::nullopt},
         HeaderCase{"AudioBeforeFormat",
-                   wavFile(with([](WavSpec& s) { s.dataBeforeFormat = true; })), Status::refused,
+                   wavFile(with([](WavShape& s) { s.dataBeforeFormat = true; })), Status::refused,
                    "before its format", std::nullopt}),
     [](const auto& info) { return std::string(info.param.name); });
 
@@ -143,29 +143,29 @@ INSTANTIATE_TEST_SUITE_P(
     Uploads, WavUploadTest,
     ::testing::Combine(
         ::testing::Values(UploadCase{"Plain",
-                                     wavFile(with([](WavSpec& s) { s.audio = someAudio; })),
+                                     wavFile(with([](WavShape& s) { s.audio = someAudio; })),
                                      someAudio, ""},
-                          UploadCase{"ChunkAfterTheAudio", wavFile(with([](WavSpec& s) {
+                          UploadCase{"ChunkAfterTheAudio", wavFile(with([](WavShape& s) {
                                        s.audio = someAudio;
                                        s.chunksAfterData = {{"LIST", "INFOISFT"}};
                                      })),
                                      someAudio, ""},
-                          UploadCase{"CutShortOfItsLength", wavFile(with([](WavSpec& s) {
+                          UploadCase{"CutShortOfItsLength", wavFile(with([](WavShape& s) {
                                        s.audio = someAudio;
                                        s.declaredDataBytes = 1000;
                                      })),
                                      someAudio, ""},
-                          UploadCase{"LengthLeftOpen", wavFile(with([](WavSpec& s) {
+                          UploadCase{"LengthLeftOpen", wavFile(with([](WavShape& s) {
                                        s.audio = someAudio;
                                        s.declaredDataBytes = 0;
                                      })),
                                      someAudio, ""},
-                          UploadCase{"NoAudio", wavFile(with([](WavSpec& s) { s.audio.clear(); })),
+                          UploadCase{"NoAudio", wavFile(with([](WavShape& s) { s.audio.clear(); })),
                                      "", "holds no audio"},
                           UploadCase{"Empty", "", "", "The upload is empty"},
                           UploadCase{"TruncatedHeader", wavFile({}).substr(0, 40), "",
                                      "ends inside the WAV header"},
-                          UploadCase{"WrongRate", wavFile(with([](WavSpec& s) { s.rate = 8000; })),
+                          UploadCase{"WrongRate", wavFile(with([](WavShape& s) { s.rate = 8000; })),
                                      "", "8000 Hz"}),
         ::testing::Values(std::size_t{1}, std::size_t{3}, std::size_t{4096})),
     [](const auto& info) {
@@ -181,7 +181,7 @@ TEST(WavUploadLimits, RefusesAHeaderThatNeverEndsAndStoresNothingOnceRefused) {
         return true;
       },
       1024);
-  upload.receive(wavFile(with([](WavSpec& s) {
+  upload.receive(wavFile(with([](WavShape& s) {
     s.chunksBeforeFormat = {{"LIST", std::string(2000, 'x')}};
   })));
   EXPECT_TRUE(upload.refused());
