@@ -191,7 +191,8 @@ TEST_F(PermissionsTest, MicrophoneAnswerReturnsOnTheMainQueueAfterARefresh) {
   given(0, true);
   h.app->showOnboarding();
   std::vector<std::string> order;
-  h.app->onboardingWindow->microphoneButton.addListener([&](ControlEvent) {
+  Button& button = h.app->onboardingWindow->microphoneButton;
+  const auto listener = button.addListener([&](ControlEvent) {
     if (order.empty() || order.back() != "refresh")
       order.push_back("refresh");
   });
@@ -201,6 +202,7 @@ TEST_F(PermissionsTest, MicrophoneAnswerReturnsOnTheMainQueueAfterARefresh) {
   EXPECT_TRUE(order.empty());  // the platform's thread only hands over
   h.fake.dispatch.runUntilIdle();
   EXPECT_THAT(order, ElementsAre("refresh", "yes"));
+  button.removeListener(listener);  // the window outlives `order`
 }
 
 TEST_F(PermissionsTest, RequestPermissionFollowsTheStatusOfTheMoment) {
