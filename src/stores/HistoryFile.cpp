@@ -9,8 +9,9 @@ namespace murvel {
 
 namespace {
 
-// Beyond this a date is no moment a dictation could have: refuse it rather than overflow.
-constexpr double latestPlausibleSeconds = 1.0e11;
+// Beyond this a date is no moment a dictation could have: refuse it rather than overflow. A Date
+// counts nanoseconds in 64 bits and so ends in the year 2262; this is about 250 years past 2001.
+constexpr double latestPlausibleSeconds = 8.0e9;
 
 bool isWholeNumber(const nlohmann::json& value) {
   if (value.is_number_integer())
