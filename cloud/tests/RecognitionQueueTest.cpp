@@ -56,18 +56,23 @@ TEST_P(QueueCapacityTest, TakesWorkersPlusWaitingAndRefusesTheNextUntilOneEnds) 
   EXPECT_EQ(queue.load().waiting, waiting);
   EXPECT_FALSE(queue.submit(std::vector<std::int16_t>(1)));
 
+  // One recording ends, whichever the workers let go first, and a waiting one takes its place:
+  // its slot is free again.
   held.release(1);
-  const Recognition first = taken.front().get();
-  EXPECT_EQ(first.words.value(), "words 1");
-  // The slot that ended is free again once the next recording left the waiting list.
-  if (waiting > 0)
+  if (waiting > 0) {
     held.awaitStart();
+  } else {
+    EXPECT_EQ(taken.front().get().words.value(), "words 1");  // one worker: it was the first
+  }
   auto again = queue.submit(std::vector<std::int16_t>(7));
   ASSERT_TRUE(again);
   held.release(static_cast<int>(workers + waiting));
   EXPECT_EQ(again->get().words.value(), "words 7");
-  for (std::size_t i = 1; i < taken.size(); ++i)
-    EXPECT_EQ(taken[i].get().words.value(), "words " + std::to_string(i + 1));
+  for (std::size_t i = 0; i < taken.size(); ++i) {
+    if (taken[i].valid()) {
+      EXPECT_EQ(taken[i].get().words.value(), "words " + std::to_string(i + 1));
+    }
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, QueueCapacityTest,
