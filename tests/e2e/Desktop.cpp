@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <QGuiApplication>
+#include <QImage>
 #include <QPixmap>
 #include <QScreen>
 #include <cstdio>
@@ -184,8 +185,11 @@ std::vector<const json*> widgetsOf(const json& window) {
 std::vector<std::string> visibleTexts(const json& window) {
   std::vector<std::string> texts;
   for (const json* widget : widgetsOf(window)) {
-    if (widget->at("visible").get<bool>() && widget->contains("text"))
+    if (!widget->at("visible").get<bool>())
+      continue;
+    if (widget->contains("text"))
       texts.push_back(widget->at("text").get<std::string>());
+    for (const json& tab : widget->value("tabs", json::array())) texts.push_back(tab.at("text"));
   }
   return texts;
 }
@@ -249,32 +253,51 @@ bool keys(const std::string& xdotoolActions) {
 std::optional<QRect> trayIcon(const std::string& program) {
   const std::regex line("(0x[0-9a-f]+) .*\\(\"" + program +
                         R"(" "[^"]*"\)\s+(\d+)x(\d+)\+-?\d+\+-?\d+\s+\+(-?\d+)\+(-?\d+))");
-  std::optional<QRect> found;
+  // The tray grows towards the left as the icon docks and moves the icon with it: the icon is
+  // taken once it has stayed in one place for a few looks.
+  std::optional<QRect> last;
+  int unchanged = 0;
   waitFor([&] {
     const std::string tree = output("xwininfo -root -tree");
     const auto panel = tree.find(R"(("panel" "trayer"))");
     std::smatch match;
     const std::string below = panel == std::string::npos ? "" : tree.substr(panel);
+    std::optional<QRect> now;
     // Docked and mapped: a click there reaches the icon.
-    if (!std::regex_search(below, match, line) ||
-        output("xwininfo -id " + match[1].str()).find("IsViewable") == std::string::npos)
-      return false;
-    found =
-        QRect(std::stoi(match[4]), std::stoi(match[5]), std::stoi(match[2]), std::stoi(match[3]));
-    return true;
+    if (std::regex_search(below, match, line) &&
+        output("xwininfo -id " + match[1].str()).find("IsViewable") != std::string::npos) {
+      now =
+          QRect(std::stoi(match[4]), std::stoi(match[5]), std::stoi(match[2]), std::stoi(match[3]));
+    }
+    unchanged = now && now == last ? unchanged + 1 : 0;
+    last = now;
+    return unchanged == 4;
   });
-  return found;
+  return unchanged == 4 ? last : std::nullopt;
+}
+
+QImage grab(const QRect& area) {
+  return QGuiApplication::primaryScreen()
+      ->grabWindow(0, area.x(), area.y(), area.width(), area.height())
+      .toImage();
 }
 
 bool screenshot(const fs::path& file, QRect area) {
   const QRect screen = QGuiApplication::primaryScreen()->geometry();
   area = area.adjusted(-8, -8, 8, 8).intersected(screen);
-  // Let the last change reach the screen.
-  std::this_thread::sleep_for(300ms);
-  const QPixmap shot = QGuiApplication::primaryScreen()->grabWindow(0, area.x(), area.y(),
-                                                                    area.width(), area.height());
+  // The app paints after it has answered the widget dump: the picture is taken once the screen
+  // has stopped changing there.
+  QImage last = grab(area);
+  waitFor(
+      [&] {
+        QImage now = grab(area);
+        const bool settled = now == last;
+        last = std::move(now);
+        return settled;
+      },
+      2s);
   fs::create_directories(file.parent_path());
-  return shot.save(QString::fromStdString(file.string()));
+  return last.save(QString::fromStdString(file.string()));
 }
 
 }  // namespace murvel::e2e

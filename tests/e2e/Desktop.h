@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include <QImage>
 #include <QPoint>
 #include <QRect>
 
@@ -85,10 +86,13 @@ bool isMenu(const json& window);
 bool click(const QPoint& at, int button = 1);
 bool keys(const std::string& xdotoolActions);
 
-// The docked icon of `program` in the tray, once it is there.
+// The docked icon of `program` in the tray, once it is there and has stopped moving.
 std::optional<QRect> trayIcon(const std::string& program);
 
-// Saves the screen's `area`, widened by a margin, as `file`; false if it could not be.
+// What the screen shows in `area` now.
+QImage grab(const QRect& area);
+// Saves the screen's `area`, widened by a margin, as `file` once it has stopped changing; false
+// if it could not be.
 bool screenshot(const fs::path& file, QRect area);
 
 }  // namespace murvel::e2e

@@ -2,97 +2,32 @@
 // clicked as a person would, and what opens is checked through the app's widget dump and saved as
 // screenshots for a person to look at.
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <QGuiApplication>
 #include <QImage>
-#include <QPixmap>
 #include <QRect>
-#include <QScreen>
 #include <atomic>
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <nlohmann/json.hpp>
-#include <regex>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "Desktop.h"
 #include "RawHttpServer.h"
 #include "common/Files.h"
 #include "platform/linux/stores/SecretKeychainBackend.h"
 #include "stores/Keychain.h"
 
-extern char** environ;
-
 namespace murvel::testing {
 namespace {
 
-using json = nlohmann::json;
+using namespace murvel::e2e;
 using Server = murvel::test::RawHttpServer;
-using namespace std::chrono_literals;
-namespace fs = std::filesystem;
-
-// What a shell command printed.
-std::string output(const std::string& command) {
-  std::string result;
-  if (FILE* pipe = ::popen(command.c_str(), "r")) {
-    char buffer[4096];
-    while (std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe)) result.append(buffer, n);
-    ::pclose(pipe);
-  }
-  return result;
-}
-
-void run(const std::string& command) {
-  ASSERT_EQ(std::system(command.c_str()), 0) << command;
-}
-
-QRect frameOf(const json& widget) {
-  return {widget.at("x").get<int>(), widget.at("y").get<int>(), widget.at("w").get<int>(),
-          widget.at("h").get<int>()};
-}
-
-// Every widget of a window, depth first, the window itself included.
-void flatten(const json& widget, std::vector<const json*>& all) {
-  all.push_back(&widget);
-  for (const json& child : widget.at("children")) flatten(child, all);
-}
-
-std::vector<const json*> widgetsOf(const json& window) {
-  std::vector<const json*> all;
-  flatten(window, all);
-  return all;
-}
-
-// The visible texts of a window, in tree order.
-std::vector<std::string> visibleTexts(const json& window) {
-  std::vector<std::string> texts;
-  for (const json* widget : widgetsOf(window)) {
-    if (!widget->at("visible").get<bool>())
-      continue;
-    if (widget->contains("text"))
-      texts.push_back(widget->at("text").get<std::string>());
-    for (const json& tab : widget->value("tabs", json::array())) texts.push_back(tab.at("text"));
-  }
-  return texts;
-}
-
-const json* visibleWidgetWithText(const json& window, const std::string& text) {
-  for (const json* widget : widgetsOf(window)) {
-    if (widget->at("visible").get<bool>() && widget->value("text", "") == text)
-      return widget;
-  }
-  return nullptr;
-}
 
 bool isLeaf(const json& widget) {
   static const std::set<std::string> leaves{"QLabel",    "QPushButton", "QComboBox",
@@ -124,91 +59,17 @@ void expectTidy(const json& window) {
   }
 }
 
-// The app under test as a process, with its widget dump on request. Each wait ends as soon as
-// what it waits for is there; the limits allow for a loaded machine and a sanitizer build.
-class App {
+// The app under test, started with this test's home.
+class App : public e2e::App {
  public:
-  explicit App(const fs::path& dumpFile) : dumpFile_(dumpFile) {
-    const std::string variable = "MURVEL_WIDGET_DUMP=" + dumpFile.string();
-    std::vector<char*> environment;
-    for (char** entry = environ; *entry != nullptr; ++entry) environment.push_back(*entry);
-    environment.push_back(const_cast<char*>(variable.c_str()));
-    environment.push_back(nullptr);
-    std::string program = MURVEL_UNDER_TEST;
-    char* argv[] = {program.data(), nullptr};
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    const std::string log = (dumpFile.parent_path() / "murvel.out").string();
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, log.c_str(),
-                                     O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    if (posix_spawn(&pid_, argv[0], &actions, nullptr, argv, environment.data()) != 0)
-      pid_ = -1;
-    posix_spawn_file_actions_destroy(&actions);
-  }
-  ~App() {
-    if (pid_ > 0) {
-      ::kill(pid_, SIGKILL);
-      ::waitpid(pid_, nullptr, 0);
-    }
-  }
-  App(const App&) = delete;
-  App& operator=(const App&) = delete;
-
-  // A fresh dump of every top-level widget.
-  json dump() {
-    const int wanted = ++sequence_;
-    ::kill(pid_, SIGUSR1);
-    for (int i = 0; i < 1500; ++i) {
-      if (auto text = readWholeFile(dumpFile_)) {
-        json parsed = json::parse(*text, nullptr, false);
-        if (!parsed.is_discarded() && parsed.value("sequence", 0) >= wanted)
-          return parsed;
-      }
-      std::this_thread::sleep_for(10ms);
-    }
-    return json{{"sequence", 0}, {"windows", json::array()}};
-  }
-
-  // The first visible top-level widget that `matches`, once there is one.
-  std::optional<json> waitForWindow(const std::function<bool(const json&)>& matches) {
-    for (int i = 0; i < 300; ++i) {
-      const json all = dump();
-      for (const json& window : all.at("windows")) {
-        if (window.at("visible").get<bool>() && matches(window))
-          return window;
-      }
-      std::this_thread::sleep_for(50ms);
-    }
-    return std::nullopt;
-  }
-
+  explicit App(const fs::path& home) : e2e::App(MURVEL_UNDER_TEST, home) {}
+  // How the app ended once asked to, or nothing if it outlived the wait.
   std::optional<int> terminate() {
-    ::kill(pid_, SIGTERM);
+    process().signal(SIGTERM);
     return exitStatus();
   }
-
-  // How the app ended, once it has.
-  std::optional<int> exitStatus() {
-    int status = 0;
-    for (int i = 0; i < 2000; ++i) {
-      if (::waitpid(pid_, &status, WNOHANG) == pid_) {
-        pid_ = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-      }
-      std::this_thread::sleep_for(10ms);
-    }
-    return std::nullopt;
-  }
-
- private:
-  fs::path dumpFile_;
-  pid_t pid_ = -1;
-  int sequence_ = 0;
+  std::optional<int> exitStatus() { return process().waitForExit(20s); }
 };
-
-bool isPanel(const json& window) {
-  return window.value("popup", false) && window.at("w") == 340;
-}
 
 class ScreenTest : public ::testing::Test {
  protected:
@@ -261,59 +122,7 @@ class ScreenTest : public ::testing::Test {
     return false;
   }
 
-  // The app's icon inside the tray's panel, as the X server has it, once it stays in one place:
-  // the tray grows towards the left as the icon docks, and moves the icon with it.
-  std::optional<QRect> trayIcon() const {
-    const std::regex line(
-        R"((0x[0-9a-f]+) .*\("murvel_under_test" "Murvel"\)\s+(\d+)x(\d+)\+-?\d+\+-?\d+\s+\+(-?\d+)\+(-?\d+))");
-    std::optional<QRect> last;
-    int unchanged = 0;
-    for (int i = 0; i < 300; ++i) {
-      const std::string tree = output("xwininfo -root -tree");
-      const auto panel = tree.find(R"(("panel" "trayer"))");
-      std::smatch match;
-      const std::string below = panel == std::string::npos ? "" : tree.substr(panel);
-      std::optional<QRect> now;
-      // Docked and mapped: a click there reaches the icon.
-      if (std::regex_search(below, match, line) &&
-          output("xwininfo -id " + match[1].str()).find("IsViewable") != std::string::npos) {
-        now = QRect(std::stoi(match[4]), std::stoi(match[5]), std::stoi(match[2]),
-                    std::stoi(match[3]));
-      }
-      unchanged = now && now == last ? unchanged + 1 : 0;
-      if (unchanged == 4)
-        return now;
-      last = now;
-      std::this_thread::sleep_for(50ms);
-    }
-    return std::nullopt;
-  }
-
-  static void click(const QPoint& at, int button = 1) {
-    // Not --sync: it waits for a motion that never comes when the pointer is already there.
-    run("xdotool mousemove " + std::to_string(at.x()) + " " + std::to_string(at.y()) +
-        " sleep 0.1 click " + std::to_string(button));
-  }
-
-  static QImage grab(const QRect& area) {
-    return QGuiApplication::primaryScreen()
-        ->grabWindow(0, area.x(), area.y(), area.width(), area.height())
-        .toImage();
-  }
-
-  // What the screen shows in `area` once it has stopped changing: the app paints after it has
-  // answered the widget dump.
-  static QImage settled(const QRect& area) {
-    QImage last = grab(area);
-    for (int i = 0; i < 40; ++i) {
-      std::this_thread::sleep_for(50ms);
-      QImage now = grab(area);
-      if (now == last)
-        return now;
-      last = std::move(now);
-    }
-    return last;
-  }
+  static std::optional<QRect> trayIcon() { return e2e::trayIcon("murvel_under_test"); }
 
   // Whether most of the icon's opaque drawing is red, once it is.
   static bool turnsRed(const QRect& icon) {
@@ -338,10 +147,9 @@ class ScreenTest : public ::testing::Test {
   }
 
   // Saves what the screen shows in `area`, widened by a margin, as <name>.png.
-  static void screenshot(const std::string& name, QRect area) {
-    area = area.adjusted(-8, -8, 8, 8).intersected(QRect(0, 0, 1280, 800));
+  static void screenshot(const std::string& name, const QRect& area) {
     const fs::path file = screenshots() / (name + ".png");
-    EXPECT_TRUE(settled(area).save(QString::fromStdString(file.string()))) << file;
+    EXPECT_TRUE(e2e::screenshot(file, area)) << file;
     std::printf("  saved %s\n", file.c_str());
   }
 
@@ -354,7 +162,7 @@ class ScreenTest : public ::testing::Test {
   // A right click on the tray icon, and the menu it opens.
   std::optional<json> openMenu(App& app, const QRect& icon) {
     click(icon.center(), 3);
-    return app.waitForWindow([](const json& window) { return window.contains("actions"); });
+    return app.waitForWindow(isMenu);
   }
 
   // The Settings window, opened from the menu.
@@ -362,15 +170,11 @@ class ScreenTest : public ::testing::Test {
     const auto menu = openMenu(app, icon);
     if (!menu)
       return std::nullopt;
-    for (const json& action : menu->at("actions")) {
-      if (action.at("text").get<std::string>().starts_with("Settings"))
-        click(frameOf(action).center());
-    }
+    const auto entry = menuEntry(*menu, "Settings");
+    if (!entry)
+      return std::nullopt;
+    click(*entry);
     return app.waitForWindow(isSettings);
-  }
-
-  static bool isSettings(const json& window) {
-    return window.value("title", "") == "Murvel Settings (v9.9)";
   }
 
   fs::path home_;
@@ -388,7 +192,7 @@ struct PanelState {
 
 TEST_F(ScreenTest, PanelOpensUnderTheTrayIconAndShowsEachStateOfADictation) {
   signedIn();
-  App app(home_ / "widgets.json");
+  App app(home_);
   ASSERT_TRUE(launched());
   const auto icon = trayIcon();
   ASSERT_TRUE(icon) << "no icon of Murvel in the tray:\n" << output("xwininfo -root -tree");
@@ -422,8 +226,9 @@ TEST_F(ScreenTest, PanelOpensUnderTheTrayIconAndShowsEachStateOfADictation) {
   };
   for (const PanelState& state : states) {
     SCOPED_TRACE(state.name);
-    if (*state.keys != '\0')
-      run(std::string("xdotool ") + state.keys);
+    if (*state.keys != '\0') {
+      ASSERT_TRUE(keys(state.keys));
+    }
     panel = app.waitForWindow([&](const json& window) {
       return isPanel(window) && visibleWidgetWithText(window, state.shown.front()) != nullptr;
     });
@@ -439,12 +244,9 @@ TEST_F(ScreenTest, PanelOpensUnderTheTrayIconAndShowsEachStateOfADictation) {
   }
 
   // The dictation that was understood is in the history, one row of two lines.
-  for (const json* widget : widgetsOf(*panel)) {
-    for (const json& tab : widget->value("tabs", json::array())) {
-      if (tab.at("text") == "History")
-        click(frameOf(tab).center());
-    }
-  }
+  const auto historyTab = tabCentre(*panel, "History");
+  ASSERT_TRUE(historyTab);
+  click(*historyTab);
   panel = app.waitForWindow([](const json& window) {
     return isPanel(window) && visibleWidgetWithText(window, "Double-click to re-paste") != nullptr;
   });
@@ -464,27 +266,22 @@ struct SettingsTab {
 
 TEST_F(ScreenTest, RightClickMenuOpensSettingsWithItsFourTabsAndQuits) {
   signedIn();
-  App app(home_ / "widgets.json");
+  App app(home_);
   ASSERT_TRUE(launched());
   const auto icon = trayIcon();
   ASSERT_TRUE(icon);
 
-  click(icon->center(), 3);
-  const auto menu =
-      app.waitForWindow([](const json& window) { return window.contains("actions"); });
+  const auto menu = openMenu(app, *icon);
   ASSERT_TRUE(menu) << "a right click on the tray icon opened no menu";
   std::vector<std::string> entries;
-  QPoint settingsEntry;
   for (const json& action : menu->at("actions")) {
     entries.push_back(action.at("separator").get<bool>() ? "-"
                                                          : action.at("text").get<std::string>());
-    if (action.at("text").get<std::string>().starts_with("Settings"))
-      settingsEntry = frameOf(action).center();
   }
   EXPECT_THAT(entries, ::testing::ElementsAre("Open Murvel", "-", "Cleanup Mode", "-",
                                               "Settings (v9.9)…", "-", "Quit Murvel"));
   screenshot("menu", frameOf(*menu).united(*icon));
-  click(settingsEntry);
+  click(menuEntry(*menu, "Settings").value());
 
   auto window = app.waitForWindow(isSettings);
   ASSERT_TRUE(window) << "choosing Settings opened no window";
@@ -508,10 +305,7 @@ TEST_F(ScreenTest, RightClickMenuOpensSettingsWithItsFourTabsAndQuits) {
         tabBar = widget;
     }
     ASSERT_NE(tabBar, nullptr);
-    for (const json& each : tabBar->at("tabs")) {
-      if (each.at("text") == tab.label)
-        click(frameOf(each).center());
-    }
+    click(tabCentre(*tabBar, tab.label).value());
     window = app.waitForWindow([&](const json& candidate) {
       return isSettings(candidate) &&
              visibleWidgetWithText(candidate, tab.shown.front()) != nullptr;
@@ -526,10 +320,7 @@ TEST_F(ScreenTest, RightClickMenuOpensSettingsWithItsFourTabsAndQuits) {
   // Quit from the menu ends the app cleanly with its window open.
   const auto again = openMenu(app, *icon);
   ASSERT_TRUE(again);
-  for (const json& action : again->at("actions")) {
-    if (action.at("text") == "Quit Murvel")
-      click(frameOf(action).center());
-  }
+  click(menuEntry(*again, "Quit Murvel").value());
   EXPECT_EQ(app.exitStatus(), 0);
 }
 
@@ -553,7 +344,7 @@ class HotkeyPickerTest : public ScreenTest, public ::testing::WithParamInterface
 TEST_P(HotkeyPickerTest, HearsEscapeOrdinaryKeysAndModifiersOfItsOwnWindow) {
   const PickerSurface& surface = GetParam();
   signedIn();
-  App app(home_ / "widgets.json");
+  App app(home_);
   ASSERT_TRUE(launched());
   const auto icon = trayIcon();
   ASSERT_TRUE(icon);
@@ -562,14 +353,8 @@ TEST_P(HotkeyPickerTest, HearsEscapeOrdinaryKeysAndModifiersOfItsOwnWindow) {
   };
   auto window = surface.settingsWindow ? openSettings(app, *icon) : openPanel(app, *icon);
   ASSERT_TRUE(window);
-  if (surface.settingsWindow) {
-    for (const json* widget : widgetsOf(*window)) {
-      for (const json& tab : widget->value("tabs", json::array())) {
-        if (tab.at("text") == "Preferences")
-          click(frameOf(tab).center());
-      }
-    }
-  }
+  if (surface.settingsWindow)
+    click(tabCentre(*window, "Preferences").value());
   for (const PickerStep& step : surface.steps) {
     SCOPED_TRACE(step.click != nullptr ? step.click : step.key);
     if (step.click != nullptr) {
@@ -579,18 +364,14 @@ TEST_P(HotkeyPickerTest, HearsEscapeOrdinaryKeysAndModifiersOfItsOwnWindow) {
       ASSERT_TRUE(window);
       click(frameOf(*visibleWidgetWithText(*window, step.click)).center());
     } else {
-      run(std::string("xdotool key ") + step.key);
+      ASSERT_TRUE(keys(std::string("key ") + step.key));
     }
     window = app.waitForWindow([&](const json& candidate) {
       return matches(candidate) && visibleWidgetWithText(candidate, step.buttonShows) != nullptr;
     });
     ASSERT_TRUE(window) << "the pick button never read " << step.buttonShows;
   }
-  const json* popUp = nullptr;
-  for (const json* widget : widgetsOf(*window)) {
-    if (widget->at("class") == "QComboBox" && widget->at("visible").get<bool>() && !popUp)
-      popUp = widget;
-  }
+  const json* popUp = visibleWidgetOfClass(*window, "QComboBox");
   ASSERT_NE(popUp, nullptr);
   EXPECT_EQ(popUp->at("text"), surface.popUpShows);
   const json settings = json::parse(
