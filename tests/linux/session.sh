@@ -69,6 +69,20 @@ export XDG_CACHE_HOME="$HOME/.cache" XDG_RUNTIME_DIR="$root/run"
 mkdir -p "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_CACHE_HOME"
 mkdir -m 0700 -p "$XDG_RUNTIME_DIR"
 
+# Waits up to ten seconds for the check that follows `what` and `log` to pass; if it never does,
+# says that `what` did not start, shows its log and ends the session.
+await() {
+  local what=$1 log=$2
+  shift 2
+  for _ in $(seq 1 200); do
+    "$@" && return 0
+    sleep 0.05
+  done
+  echo "session.sh: $what did not start" >&2
+  if [ -f "$log" ]; then cat "$log" >&2; fi
+  exit 1
+}
+
 # Without --x11 nothing may reach the developer's own screen (a keyring prompt, a window).
 if [ "$want_x11" = 0 ]; then unset DISPLAY WAYLAND_DISPLAY; fi
 
@@ -77,11 +91,7 @@ if [ "$want_x11" = 1 ]; then
   Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp -noreset >"$root/xvfb.log" 2>&1 &
   pids+=($!)
   exec 3>&-
-  for _ in $(seq 1 100); do
-    [ -s "$root/display" ] && break
-    sleep 0.05
-  done
-  [ -s "$root/display" ] || { echo "session.sh: Xvfb did not start" >&2; cat "$root/xvfb.log" >&2; exit 1; }
+  await Xvfb "$root/xvfb.log" test -s "$root/display"
   export DISPLAY=":$(head -n1 "$root/display")"
   # The private desktop is X11 alone: nothing started here may reach a Wayland compositor.
   unset WAYLAND_DISPLAY
@@ -92,12 +102,7 @@ if [ "$want_wm" = 1 ]; then
   pids+=($!)
   # The manager is in charge once it names itself on the root window.
   wm_up() { [[ "$(xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null)" == *'window id'* ]]; }
-  for _ in $(seq 1 100); do
-    wm_up && break
-    sleep 0.05
-  done
-  wm_up ||
-    { echo "session.sh: openbox did not start" >&2; cat "$root/openbox.log" >&2; exit 1; }
+  await openbox "$root/openbox.log" wm_up
 fi
 
 if [ "$want_tray" = 1 ]; then
@@ -106,12 +111,7 @@ if [ "$want_tray" = 1 ]; then
   pids+=($!)
   # The tray is there once its window is; it took the XEmbed tray selection before that.
   tray_up() { [[ "$(xwininfo -root -tree 2>/dev/null)" == *'("trayer" "Trayer")'* ]]; }
-  for _ in $(seq 1 100); do
-    tray_up && break
-    sleep 0.05
-  done
-  tray_up ||
-    { echo "session.sh: trayer did not start" >&2; cat "$root/trayer.log" >&2; exit 1; }
+  await trayer "$root/trayer.log" tray_up
 fi
 
 if [ "$want_keyring" = 1 ]; then
@@ -120,15 +120,14 @@ if [ "$want_keyring" = 1 ]; then
   gnome-keyring-daemon --foreground --unlock --components=secrets \
     < <(printf 'murvel-test') >"$root/keyring.log" 2>&1 &
   pids+=($!)
-  for _ in $(seq 1 100); do
+  # Ready once the keyring is written and the daemon answers for the Secret Service.
+  keyring_up() {
     [ -s "$HOME/.local/share/keyrings/login.keyring" ] &&
       dbus-send --session --print-reply --dest=org.freedesktop.DBus /org/freedesktop/DBus \
         org.freedesktop.DBus.NameHasOwner string:org.freedesktop.secrets 2>/dev/null |
-      grep -q 'boolean true' && break
-    sleep 0.05
-  done
-  [ -s "$HOME/.local/share/keyrings/login.keyring" ] ||
-    { echo "session.sh: the keyring did not start" >&2; cat "$root/keyring.log" >&2; exit 1; }
+      grep -q 'boolean true'
+  }
+  await "the keyring" "$root/keyring.log" keyring_up
 fi
 
 if [ "$want_pulse" = 1 ]; then
@@ -137,15 +136,13 @@ if [ "$want_pulse" = 1 ]; then
     --load=module-native-protocol-unix \
     --load="module-pipe-source source_name=vmic file=$MURVEL_MIC_FIFO format=s16le rate=16000 channels=1" \
     --load="module-null-sink sink_name=speakers" 2>/dev/null
-  for _ in $(seq 1 100); do pactl info >/dev/null 2>&1 && break; sleep 0.05; done
-  pactl info >/dev/null 2>&1 || { echo "session.sh: PulseAudio did not start" >&2; exit 1; }
+  pulse_up() { pactl info >/dev/null 2>&1; }
+  await PulseAudio "$root/pulse.log" pulse_up
   pactl set-default-sink speakers
   pactl set-default-source vmic
   "$mic_feeder" "$MURVEL_MIC_FIFO" "$MURVEL_MIC_CONTROL" 2>"$root/feeder.log" &
   pids+=($!)
-  for _ in $(seq 1 100); do [ -S "$MURVEL_MIC_CONTROL" ] && break; sleep 0.05; done
-  [ -S "$MURVEL_MIC_CONTROL" ] ||
-    { echo "session.sh: the microphone feeder did not start" >&2; cat "$root/feeder.log" >&2; exit 1; }
+  await "the microphone feeder" "$root/feeder.log" test -S "$MURVEL_MIC_CONTROL"
   # A null sink that nothing plays into renders two seconds ahead and then sleeps; a stream of
   # silence keeps the speakers in small steps, so what the app plays is heard when it plays it.
   pacat --playback --device=speakers --latency-msec=20 --raw /dev/zero >/dev/null 2>&1 &
