@@ -1,18 +1,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 
-#include <fcntl.h>
 #include <chrono>
 #include <nlohmann/json.hpp>
 #include <regex>
-#include <thread>
 
+#include "ChildProcess.h"
 #include "ServiceTestSupport.h"
-
-extern char** environ;
 
 namespace murvel::cloud::test {
 namespace {
@@ -20,69 +15,29 @@ namespace {
 using ::testing::HasSubstr;
 using namespace std::chrono_literals;
 
-// murvel-cloud as its own process, with standard output and error in files.
-class CloudProcess {
+// murvel-cloud as its own process, with standard output and error in `log`.
+class CloudProcess : public murvel::test::ChildProcess {
  public:
-  CloudProcess(std::vector<std::string> arguments, const std::filesystem::path& output)
-      : output_(output) {
-    arguments.insert(arguments.begin(), MURVEL_CLOUD);
-    std::vector<char*> argv;
-    for (auto& argument : arguments) argv.push_back(argument.data());
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.c_str(),
-                                     O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-    if (posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ) != 0)
-      pid_ = -1;
-    posix_spawn_file_actions_destroy(&actions);
-  }
-  ~CloudProcess() {
-    if (pid_ > 0 && !status_) {
-      ::kill(pid_, SIGKILL);
-      exitStatus();
-    }
-  }
+  CloudProcess(std::vector<std::string> arguments, const std::filesystem::path& log)
+      : ChildProcess(withProgram(std::move(arguments)), log) {}
 
   // The port it reports once it listens; 0 if it never does.
   int port() {
     static const std::regex listening("listening on http://127\\.0\\.0\\.1:([0-9]+)/api");
-    for (int i = 0; i < 3000; ++i) {
-      std::smatch match;
-      const std::string said = fileContent(output_);
-      if (std::regex_search(said, match, listening))
-        return std::stoi(match[1]);
-      if (exited())
-        return 0;
-      std::this_thread::sleep_for(20ms);
-    }
-    return 0;
+    std::smatch match;
+    std::string said;
+    murvel::test::waitFor(
+        [&] { return std::regex_search(said = log(), match, listening) || !running(); }, 60s);
+    return match.empty() ? 0 : std::stoi(match[1]);
   }
-  void signal(int number) { ::kill(pid_, number); }
-  // The exit status, or 128 + the signal that ended it.
-  int exitStatus() {
-    if (!status_) {
-      int status = 0;
-      waitpid(pid_, &status, 0);
-      status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    }
-    return *status_;
-  }
-  std::string output() const { return fileContent(output_); }
+  // The exit status, or 128 + the signal that ended it; -1 if it never ends.
+  int exitStatus() { return waitForExit(60s).value_or(-1); }
 
  private:
-  bool exited() {
-    int status = 0;
-    if (waitpid(pid_, &status, WNOHANG) != pid_)
-      return false;
-    status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    return true;
+  static std::vector<std::string> withProgram(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), MURVEL_CLOUD);
+    return arguments;
   }
-
-  std::filesystem::path output_;
-  pid_t pid_ = -1;
-  std::optional<int> status_;
 };
 
 struct CommandCase {
@@ -97,7 +52,7 @@ TEST_P(CommandLineTest, AnswersAndEndsWithoutServing) {
   TestDirectory directory;
   CloudProcess process(GetParam().arguments, directory.path() / "output");
   EXPECT_EQ(process.exitStatus(), GetParam().status);
-  EXPECT_THAT(process.output(), HasSubstr(GetParam().says));
+  EXPECT_THAT(process.log(), HasSubstr(GetParam().says));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -124,7 +79,7 @@ TEST(CloudProcessTest, AKeyIssuedBeforeAKillStillWorksAfterARestart) {
   {
     CloudProcess first(serve, directory.path() / "first");
     const int port = first.port();
-    ASSERT_GT(port, 0) << first.output();
+    ASSERT_GT(port, 0) << first.log();
     httplib::Client client("127.0.0.1", port);
     const auto continued =
         client.Post("/api/auth/continue",
@@ -142,14 +97,14 @@ TEST(CloudProcessTest, AKeyIssuedBeforeAKillStillWorksAfterARestart) {
   }
   CloudProcess second(serve, directory.path() / "second");
   const int port = second.port();
-  ASSERT_GT(port, 0) << second.output();
+  ASSERT_GT(port, 0) << second.log();
   httplib::Client client("127.0.0.1", port);
   const auto info = client.Get("/api/account/info", {{"Authorization", "Bearer " + key}});
   ASSERT_TRUE(info);
   EXPECT_EQ(nlohmann::json::parse(info->body)["email"], "kim@example.net");
   second.signal(SIGTERM);
   EXPECT_EQ(second.exitStatus(), 0);
-  EXPECT_THAT(second.output(), HasSubstr("stopping (SIGTERM)"));
+  EXPECT_THAT(second.log(), HasSubstr("stopping (SIGTERM)"));
 }
 
 }  // namespace

@@ -1,9 +1,6 @@
 #include "Desktop.h"
 
-#include <fcntl.h>
 #include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <QGuiApplication>
@@ -18,19 +15,7 @@
 
 #include "common/Files.h"
 
-extern char** environ;
-
 namespace murvel::e2e {
-
-bool waitFor(const std::function<bool()>& done, std::chrono::milliseconds limit) {
-  const auto deadline = std::chrono::steady_clock::now() + limit;
-  while (!done()) {
-    if (std::chrono::steady_clock::now() > deadline)
-      return false;
-    std::this_thread::sleep_for(20ms);
-  }
-  return true;
-}
 
 std::string output(const std::string& command) {
   std::string result;
@@ -44,52 +29,6 @@ std::string output(const std::string& command) {
 
 bool run(const std::string& command) {
   return std::system(command.c_str()) == 0;
-}
-
-Process::Process(std::vector<std::string> argv, const fs::path& log, std::vector<std::string> env) {
-  std::vector<char*> arguments;
-  for (auto& argument : argv) arguments.push_back(argument.data());
-  arguments.push_back(nullptr);
-  std::vector<char*> environment;
-  for (char** entry = environ; *entry != nullptr; ++entry) environment.push_back(*entry);
-  for (auto& entry : env) environment.push_back(entry.data());
-  environment.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, log.c_str(),
-                                   O_WRONLY | O_CREAT | O_APPEND, 0600);
-  posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-  if (posix_spawn(&pid_, arguments[0], &actions, nullptr, arguments.data(), environment.data()) !=
-      0)
-    pid_ = -1;
-  posix_spawn_file_actions_destroy(&actions);
-}
-
-Process::~Process() {
-  if (running()) {
-    ::kill(pid_, SIGKILL);
-    waitForExit(5s);
-  }
-}
-
-bool Process::running() {
-  if (status_ || pid_ <= 0)
-    return false;
-  int status = 0;
-  if (::waitpid(pid_, &status, WNOHANG) != pid_)
-    return true;
-  status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  return false;
-}
-
-std::optional<int> Process::waitForExit(std::chrono::milliseconds limit) {
-  waitFor([&] { return !running(); }, limit);
-  return status_;
-}
-
-void Process::signal(int number) {
-  if (running())
-    ::kill(pid_, number);
 }
 
 App::App(const std::string& program, const fs::path& directory, std::vector<std::string> args)
@@ -162,8 +101,24 @@ std::optional<json> App::waitForWidget(const std::function<bool(const json&)>& i
   return *visibleWidgetWithText(*window, text);
 }
 
+std::optional<json> App::showTab(const std::function<bool(const json&)>& inWindow,
+                                 const std::string& label, const std::string& shown) {
+  const auto showing = [&](const json& window) {
+    return inWindow(window) && visibleWidgetWithText(window, shown) != nullptr;
+  };
+  for (int attempt = 0; attempt < 3; ++attempt) {
+    const auto window = waitForWindow(inWindow);
+    const auto tab = window ? tabCentre(*window, label) : std::nullopt;
+    if (!tab || !click(*tab))
+      return std::nullopt;
+    if (auto result = waitForWindow(showing, 10s))
+      return result;
+  }
+  return std::nullopt;
+}
+
 std::string App::log() const {
-  return readWholeFile(logFile_).value_or("");
+  return process_.log();
 }
 
 QRect frameOf(const json& widget) {

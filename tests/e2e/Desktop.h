@@ -12,6 +12,8 @@
 #include <QPoint>
 #include <QRect>
 
+#include "ChildProcess.h"
+
 // Driving real programs on the private desktop of tests/linux/session.sh: starting them, seeing
 // their widgets, clicking and typing through the X server, and photographing the screen.
 namespace murvel::e2e {
@@ -20,32 +22,13 @@ using json = nlohmann::json;
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-// Whether `done` holds within `limit`, checked every 20 ms.
-bool waitFor(const std::function<bool()>& done, std::chrono::milliseconds limit = 20s);
+using test::waitFor;
+using Process = test::ChildProcess;
 
 // What a shell command printed on its standard output.
 std::string output(const std::string& command);
 // Runs a shell command; true when it succeeded.
 bool run(const std::string& command);
-
-// A program started in its own process, its standard output and error going to `log`.
-class Process {
- public:
-  Process(std::vector<std::string> argv, const fs::path& log, std::vector<std::string> env = {});
-  ~Process();
-  Process(const Process&) = delete;
-  Process& operator=(const Process&) = delete;
-
-  bool running();
-  // The exit status (128 + signal when killed), or nothing if it still runs after `limit`.
-  std::optional<int> waitForExit(std::chrono::milliseconds limit);
-  void signal(int number);
-  int pid() const { return pid_; }
-
- private:
-  int pid_ = -1;
-  std::optional<int> status_;
-};
 
 // The app under test, whose test-only probe writes every top-level widget as JSON on SIGUSR1.
 class App {
@@ -59,6 +42,11 @@ class App {
   // The first visible widget with `text` in a window that `inWindow`, once there is one.
   std::optional<json> waitForWidget(const std::function<bool(const json&)>& inWindow,
                                     const std::string& text);
+  // Clicks the tab labelled `label` in the window that `inWindow` until `shown` is visible there,
+  // and gives that window. A click on a window that the window manager is still settling can be
+  // lost, so it is given up to three times.
+  std::optional<json> showTab(const std::function<bool(const json&)>& inWindow,
+                              const std::string& label, const std::string& shown);
   std::string log() const;
   Process& process() { return process_; }
 

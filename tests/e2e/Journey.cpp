@@ -281,13 +281,11 @@ bool Journey::signIn(const std::string& email) {
 
 bool Journey::pickRightControl() {
   auto window = openSettingsFromMenu();
-  const auto tab = window ? tabCentre(*window, "Preferences") : std::nullopt;
   if (!window)
     return false;
-  if (!tab || !click(*tab))
-    return fail("the Settings window has no Preferences tab");
-  const auto pick = app->waitForWidget(isSettings, "Pick Button…");
-  if (!pick || !click(frameOf(*pick).center()))
+  window = app->showTab(isSettings, "Preferences", "Pick Button…");
+  const json* pick = window ? visibleWidgetWithText(*window, "Pick Button…") : nullptr;
+  if (pick == nullptr || !click(frameOf(*pick).center()))
     return fail("the Preferences tab has no \"Pick Button…\"");
   if (!app->waitForWidget(isSettings, "Press a key…") || !keys("key Control_R"))
     return fail("\"Pick Button…\" did not wait for a key");

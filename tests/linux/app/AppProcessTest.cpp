@@ -1,9 +1,6 @@
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -15,80 +12,36 @@
 #include <thread>
 #include <vector>
 
+#include "ChildProcess.h"
 #include "RawHttpServer.h"
 #include "VirtualMicrophone.h"
 #include "common/Files.h"
 #include "platform/linux/stores/SecretKeychainBackend.h"
 #include "stores/Keychain.h"
 
-extern char** environ;
-
 namespace murvel::testing {
 namespace {
 
 using Server = murvel::test::RawHttpServer;
+using murvel::test::waitFor;
 using namespace std::chrono_literals;
 
-// A copy of Murvel started as a separate process.
-class MurvelProcess {
+// A copy of Murvel started as a separate process, its output in `log` when one is given.
+class MurvelProcess : public test::ChildProcess {
  public:
-  // `output`, when given, receives what the process writes to standard output.
-  explicit MurvelProcess(std::vector<std::string> arguments = {}, const std::string& output = {}) {
-    std::vector<std::string> all{MURVEL_UNDER_TEST};
-    all.insert(all.end(), arguments.begin(), arguments.end());
-    std::vector<char*> argv;
-    for (auto& argument : all) argv.push_back(argument.data());
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    if (!output.empty()) {
-      posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.c_str(),
-                                       O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    }
-    if (posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ) != 0)
-      pid_ = -1;
-    posix_spawn_file_actions_destroy(&actions);
-  }
-  ~MurvelProcess() {
-    if (running()) {
-      ::kill(pid_, SIGKILL);
-      waitForExit(5s);
-    }
-  }
-  MurvelProcess(const MurvelProcess&) = delete;
-  MurvelProcess& operator=(const MurvelProcess&) = delete;
-
-  bool running() {
-    if (exited_ || pid_ <= 0)
-      return false;
-    int status = 0;
-    if (::waitpid(pid_, &status, WNOHANG) == pid_) {
-      exited_ = true;
-      status_ = status;
-      return false;
-    }
-    return true;
-  }
-  // The exit status, or nothing if it still runs after `limit`.
-  std::optional<int> waitForExit(std::chrono::milliseconds limit) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (running() && std::chrono::steady_clock::now() < deadline)
-      std::this_thread::sleep_for(10ms);
-    if (!exited_)
-      return std::nullopt;
-    return WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_);
-  }
-  void signal(int number) { ::kill(pid_, number); }
-  pid_t pid() const { return pid_; }
+  explicit MurvelProcess(std::vector<std::string> arguments = {},
+                         const std::filesystem::path& log = {})
+      : ChildProcess(withProgram(std::move(arguments)), log) {}
   // The command line as other processes of the machine can read it.
   std::string commandLine() const {
-    return readWholeFile("/proc/" + std::to_string(pid_) + "/cmdline").value_or("");
+    return readWholeFile("/proc/" + std::to_string(pid()) + "/cmdline").value_or("");
   }
 
  private:
-  pid_t pid_ = -1;
-  bool exited_ = false;
-  int status_ = 0;
+  static std::vector<std::string> withProgram(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), MURVEL_UNDER_TEST);
+    return arguments;
+  }
 };
 
 // The service at the address the app under test was built with.
@@ -113,10 +66,6 @@ class AppProcessTest : public ::testing::Test {
         bodies.push_back(request.body);
     }
     return bodies;
-  }
-  bool waitFor(const std::function<bool()>& condition) const {
-    for (int i = 0; i < 1000 && !condition(); ++i) std::this_thread::sleep_for(10ms);
-    return condition();
   }
   // Launch is done once the app has warmed its connection to the service.
   bool launched() const {
@@ -202,17 +151,12 @@ Dictation dictate(const std::string& words, const std::string& settings,
   linux_platform::SecretKeychainBackend keychain;
   Keychain::save(keychain, accessKey, Keychain::accessKeyAccount);
 
-  const std::string output = (home / "murvel.out").string();
-  MurvelProcess murvel({}, output);
+  MurvelProcess murvel({}, home / "murvel.out");
   // Launch has installed the hotkey once it has noted the version of its launch hint.
-  for (int i = 0; i < 1000; ++i) {
-    if (readWholeFile(settingsFile).value_or("").find("lastLaunchHintVersion") !=
-        std::string::npos) {
-      break;
-    }
-    std::this_thread::sleep_for(10ms);
-  }
-  if (readWholeFile(settingsFile).value_or("").find("lastLaunchHintVersion") == std::string::npos) {
+  if (!waitFor([&] {
+        return readWholeFile(settingsFile).value_or("").find("lastLaunchHintVersion") !=
+               std::string::npos;
+      })) {
     ADD_FAILURE() << "the app did not finish its launch";
     return {};
   }
@@ -223,27 +167,17 @@ Dictation dictate(const std::string& words, const std::string& settings,
   EXPECT_EQ(std::system(("timeout 10 " + windows + " --sync >/dev/null").c_str()), 0)
       << "the launch hint never showed";
   EXPECT_EQ(std::system("xdotool key Escape"), 0);
-  bool panelGone = false;
-  for (int i = 0; i < 500 && !panelGone; ++i) {
-    panelGone = std::system((windows + " >/dev/null").c_str()) != 0;
-    if (!panelGone)
-      std::this_thread::sleep_for(10ms);
-  }
-  EXPECT_TRUE(panelGone) << "Escape did not close the launch hint's panel";
+  EXPECT_TRUE(waitFor([&] { return std::system((windows + " >/dev/null").c_str()) != 0; }, 5s))
+      << "Escape did not close the launch hint's panel";
 
   EXPECT_EQ(std::system("xdotool keydown Control_R"), 0);
   EXPECT_TRUE(murvel::test::say(speech));
   EXPECT_EQ(std::system("xdotool keyup Control_R"), 0);
 
   const std::filesystem::path history = home / ".local/share/Murvel/history.json";
-  // Up to 30 s: recognition by a real decoder on a busy machine can take several seconds.
-  for (int i = 0; i < 3000 && !readWholeFile(history); ++i) std::this_thread::sleep_for(10ms);
-  for (int i = 0; i < 500; ++i) {
-    if (readWholeFile(output).value_or("").find("[paste_posted]") != std::string::npos)
-      break;
-    std::this_thread::sleep_for(10ms);
-  }
-  Dictation dictation{readWholeFile(history), readWholeFile(output).value_or("")};
+  waitFor([&] { return readWholeFile(history).has_value(); }, 30s);
+  waitFor([&] { return murvel.log().find("[paste_posted]") != std::string::npos; }, 5s);
+  Dictation dictation{readWholeFile(history), murvel.log()};
   murvel.signal(SIGTERM);
   EXPECT_EQ(murvel.waitForExit(5s), 0);
   return dictation;

@@ -244,12 +244,7 @@ TEST_F(ScreenTest, PanelOpensUnderTheTrayIconAndShowsEachStateOfADictation) {
   }
 
   // The dictation that was understood is in the history, one row of two lines.
-  const auto historyTab = tabCentre(*panel, "History");
-  ASSERT_TRUE(historyTab);
-  click(*historyTab);
-  panel = app.waitForWindow([](const json& window) {
-    return isPanel(window) && visibleWidgetWithText(window, "Double-click to re-paste") != nullptr;
-  });
+  panel = app.showTab(isPanel, "History", "Double-click to re-paste");
   ASSERT_TRUE(panel) << "the History tab never showed";
   EXPECT_THAT(visibleTexts(*panel), ::testing::Contains("Meet me at noon by the river."));
   EXPECT_THAT(visibleTexts(*panel), ::testing::Contains(::testing::EndsWith(" · 7 words")));
@@ -298,18 +293,7 @@ TEST_F(ScreenTest, RightClickMenuOpensSettingsWithItsFourTabsAndQuits) {
   };
   for (const SettingsTab& tab : tabs) {
     SCOPED_TRACE(tab.label);
-    const json* tabBar = nullptr;
-    for (const json* widget : widgetsOf(*window)) {
-      if (widget->at("class") == "QTabBar" && widget->contains("tabs") &&
-          widget->at("tabs").size() == 4)
-        tabBar = widget;
-    }
-    ASSERT_NE(tabBar, nullptr);
-    click(tabCentre(*tabBar, tab.label).value());
-    window = app.waitForWindow([&](const json& candidate) {
-      return isSettings(candidate) &&
-             visibleWidgetWithText(candidate, tab.shown.front()) != nullptr;
-    });
+    window = app.showTab(isSettings, tab.label, tab.shown.front());
     ASSERT_TRUE(window) << "the tab never showed " << tab.shown.front();
     EXPECT_THAT(visibleTexts(*window), ::testing::IsSupersetOf(tab.shown));
     expectTidy(*window);
@@ -353,8 +337,9 @@ TEST_P(HotkeyPickerTest, HearsEscapeOrdinaryKeysAndModifiersOfItsOwnWindow) {
   };
   auto window = surface.settingsWindow ? openSettings(app, *icon) : openPanel(app, *icon);
   ASSERT_TRUE(window);
-  if (surface.settingsWindow)
-    click(tabCentre(*window, "Preferences").value());
+  if (surface.settingsWindow) {
+    ASSERT_TRUE(app.showTab(isSettings, "Preferences", "Pick Button…"));
+  }
   for (const PickerStep& step : surface.steps) {
     SCOPED_TRACE(step.click != nullptr ? step.click : step.key);
     if (step.click != nullptr) {
