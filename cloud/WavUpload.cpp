@@ -16,27 +16,22 @@ void WavUpload::receive(std::string_view chunk) {
     return;
   }
   head_.append(chunk);
-  const WavHeaderCheck check = checkWavHeader(head_);
-  const auto refuseLongHeader = [&] {
-    problem_ = "The WAV header is longer than " + std::to_string(headerLimit_ / 1024) +
-               " KiB before the audio begins.";
-    head_.clear();
-  };
+  // Only the first bytes up to the limit are ever judged, so that a header's fate, refused for
+  // what it says or for its length, is the same however the body is cut into chunks.
+  const WavHeaderCheck check = checkWavHeader(std::string_view(head_).substr(0, headerLimit_));
   switch (check.status) {
     case WavHeaderCheck::Status::refused:
       problem_ = check.problem;
       head_.clear();
       return;
     case WavHeaderCheck::Status::needMoreBytes:
-      if (head_.size() > headerLimit_)
-        refuseLongHeader();
+      if (head_.size() > headerLimit_) {
+        problem_ = "The WAV header is longer than " + std::to_string(headerLimit_ / 1024) +
+                   " KiB before the audio begins.";
+        head_.clear();
+      }
       return;
     case WavHeaderCheck::Status::complete: {
-      // The limit holds however the body is split into chunks.
-      if (check.layout.dataOffset > headerLimit_) {
-        refuseLongHeader();
-        return;
-      }
       headerDone_ = true;
       if (check.layout.declaredDataBytes)
         remaining_ = *check.layout.declaredDataBytes;

@@ -173,7 +173,11 @@ INSTANTIATE_TEST_SUITE_P(
              std::to_string(std::get<1>(info.param));
     });
 
-TEST(WavUploadLimits, RefusesAHeaderThatNeverEndsAndStoresNothingOnceRefused) {
+// A header that runs past the limit is refused for its length, even where a wrong format lies
+// beyond the limit, and however the upload is cut into pieces.
+class WavUploadLimits : public ::testing::TestWithParam<std::size_t> {};
+
+TEST_P(WavUploadLimits, RefusesAHeaderThatNeverEndsAndStoresNothingOnceRefused) {
   std::size_t stored = 0;
   WavUpload upload(
       [&](std::string_view audio, std::string&) {
@@ -181,16 +185,22 @@ TEST(WavUploadLimits, RefusesAHeaderThatNeverEndsAndStoresNothingOnceRefused) {
         return true;
       },
       1024);
-  upload.receive(wavFile(with([](WavShape& s) {
+  const std::string file = wavFile(with([](WavShape& s) {
     s.chunksBeforeFormat = {{"LIST", std::string(2000, 'x')}};
-  })));
+    s.rate = 44100;
+  }));
+  for (std::size_t at = 0; at < file.size(); at += GetParam())
+    upload.receive(std::string_view(file).substr(at, GetParam()));
   EXPECT_TRUE(upload.refused());
   upload.receive(someAudio);
   EXPECT_EQ(stored, 0u);
   EXPECT_THAT(upload.finish().problem(), HasSubstr("longer than 1 KiB"));
 }
 
-TEST(WavUploadLimits, AStoreThatFailsRefusesTheUploadWithItsReason) {
+INSTANTIATE_TEST_SUITE_P(Pieces, WavUploadLimits,
+                         ::testing::Values(std::size_t{1}, std::size_t{1000}, std::size_t{8192}));
+
+TEST(WavUploadStore, AStoreThatFailsRefusesTheUploadWithItsReason) {
   WavUpload upload([](std::string_view, std::string& problem) {
     problem = "The disk is full.";
     return false;
