@@ -5,20 +5,25 @@ set -euo pipefail
 
 packages=(
   # toolchain
-  build-essential cmake ninja-build pkg-config clang-format git ca-certificates
+  build-essential cmake ninja-build pkg-config clang-format git ca-certificates ccache
   # the fuzzers: clang with libFuzzer and the sanitizer runtimes
   clang libclang-rt-14-dev
   # libraries of the core and its tests
   libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev uuid-dev libicu-dev liburiparser-dev
   libcurl4-openssl-dev libcpp-httplib-dev libssl-dev
   # the Linux desktop backend
-  qt6-base-dev libx11-dev libxi-dev libxtst-dev libpulse-dev libsecret-1-dev libglib2.0-dev
+  qt6-base-dev qt6-svg-dev libqt6svg6 libx11-dev libxi-dev libxtst-dev libpulse-dev libsecret-1-dev
+  libglib2.0-dev
+  # fonts the panel draws with: text, and the colour glyphs of its state icons
+  fontconfig fonts-dejavu-core fonts-noto-color-emoji
   # the local service
   libpocketsphinx-dev pocketsphinx-en-us libsqlite3-dev
   # what the real-component tests run against
   xdg-utils desktop-file-utils
   xvfb xauth x11-utils xdotool procps pulseaudio pulseaudio-utils flite sox dbus dbus-x11 gnome-keyring
-  openssl curl
+  openbox trayer openssl curl
+  # a headless Wayland desktop: compositor, a native terminal, keys, clipboard and screenshots
+  sway foot wtype wl-clipboard grim
 )
 
 sudo_cmd=()
