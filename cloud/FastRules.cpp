@@ -44,13 +44,14 @@ std::string withoutCommas(std::string_view trail) {
   return kept;
 }
 
-// Whether the text may pause before `index`: its start, a line's start, or punctuation.
-bool boundaryBefore(const Chunks& chunks, std::size_t index) {
-  if (!chunks[index].lead.empty())
+// Whether the text may pause before `chunk`, with `kept` the text before it: its start, a line's
+// start, or punctuation.
+bool boundaryBefore(const Chunks& kept, const Chunk& chunk, const std::string& carriedLead) {
+  if (!chunk.lead.empty() || !carriedLead.empty())
     return false;
-  if (index == 0 || chunks[index - 1].lineBreak)
+  if (kept.empty() || kept.back().lineBreak)
     return true;
-  const std::string& trail = chunks[index - 1].trail;
+  const std::string& trail = kept.back().trail;
   return !trail.empty() && std::string_view(",.!?;:").find(trail.back()) != std::string_view::npos;
 }
 
@@ -77,98 +78,114 @@ bool spells(const Chunks& chunks, std::size_t first, const std::vector<std::stri
   return true;
 }
 
-// Removes the filler in [first, last], handing on what punctuation the sentence still needs.
-void removeFiller(Chunks& chunks, std::size_t first, std::size_t last) {
-  const bool commaAfter = chunks[last].trail.find(',') != std::string::npos;
-  const std::string rest = withoutCommas(chunks[last].trail);
-  const std::string lead = chunks[first].lead;
-  const bool hasBefore = first > 0 && !chunks[first - 1].lineBreak;
-  if (hasBefore) {
-    Chunk& before = chunks[first - 1];
-    // The commas that set the filler off go with it.
-    if (endsWithComma(before.trail) && (commaAfter || !rest.empty()))
-      before.trail.pop_back();
-    before.trail += rest;
+// How many chunks from `i` on make a filler; 0 for none.
+std::size_t fillerLength(const Chunks& kept, const Chunks& chunks, std::size_t i,
+                         const std::string& carriedLead) {
+  if (isOneOf(foldedWord(chunks[i]), hesitations))
+    return 1;
+  for (const auto& phrase : asides) {
+    if (spells(chunks, i, phrase) && boundaryBefore(kept, chunks[i], carriedLead) &&
+        boundaryAfter(chunks, i + phrase.size() - 1))
+      return phrase.size();
   }
-  chunks.erase(chunks.begin() + static_cast<std::ptrdiff_t>(first),
-               chunks.begin() + static_cast<std::ptrdiff_t>(last) + 1);
-  if (first < chunks.size() && !chunks[first].lineBreak)
-    chunks[first].lead = lead + chunks[first].lead;
+  return 0;
+}
+
+// Drops the filler that ends with `last`, handing on what punctuation the sentence still needs
+// to the chunk kept before it.
+void dropFiller(Chunks& kept, const Chunk& last) {
+  const bool commaAfter = last.trail.find(',') != std::string::npos;
+  const std::string rest = withoutCommas(last.trail);
+  if (kept.empty() || kept.back().lineBreak)
+    return;
+  Chunk& before = kept.back();
+  // The commas that set the filler off go with it.
+  if (endsWithComma(before.trail) && (commaAfter || !rest.empty()))
+    before.trail.pop_back();
+  before.trail += rest;
 }
 
 }  // namespace
 
+// Each rule builds the kept chunks in one pass: erasing in place would make a long text of
+// fillers cost the square of its length.
 void removeFillers(Chunks& chunks) {
-  std::size_t i = 0;
-  while (i < chunks.size()) {
-    if (chunks[i].lineBreak) {
+  Chunks kept;
+  kept.reserve(chunks.size());
+  // The opening punctuation of fillers dropped since the last kept word, which it now opens.
+  std::string carriedLead;
+  for (std::size_t i = 0; i < chunks.size();) {
+    Chunk& chunk = chunks[i];
+    if (chunk.lineBreak) {
+      carriedLead.clear();
+      // Lines that held nothing but fillers leave no more than a paragraph break behind.
+      const bool extraBreak =
+          kept.empty() || (kept.size() >= 2 && kept.back().lineBreak && kept.end()[-2].lineBreak);
+      if (!extraBreak)
+        kept.push_back(std::move(chunk));
       ++i;
       continue;
     }
-    if (isOneOf(foldedWord(chunks[i]), hesitations)) {
-      removeFiller(chunks, i, i);
+    const std::size_t length = fillerLength(kept, chunks, i, carriedLead);
+    if (length == 0) {
+      chunk.lead.insert(0, carriedLead);
+      carriedLead.clear();
+      kept.push_back(std::move(chunk));
+      ++i;
       continue;
     }
-    bool removed = false;
-    for (const auto& phrase : asides) {
-      const std::size_t last = i + phrase.size() - 1;
-      if (spells(chunks, i, phrase) && boundaryBefore(chunks, i) && boundaryAfter(chunks, last)) {
-        removeFiller(chunks, i, last);
-        removed = true;
-        break;
-      }
-    }
-    if (!removed)
-      ++i;
+    carriedLead += chunk.lead;
+    dropFiller(kept, chunks[i + length - 1]);
+    i += length;
   }
-  // Lines that held nothing but fillers leave no more than a paragraph break behind.
-  for (std::size_t at = 0; at < chunks.size();) {
-    const bool extraBreak =
-        chunks[at].lineBreak &&
-        (at == 0 || (at >= 2 && chunks[at - 1].lineBreak && chunks[at - 2].lineBreak));
-    if (extraBreak)
-      chunks.erase(chunks.begin() + static_cast<std::ptrdiff_t>(at));
-    else
-      ++at;
-  }
-  while (!chunks.empty() && chunks.back().lineBreak) chunks.pop_back();
+  while (!kept.empty() && kept.back().lineBreak) kept.pop_back();
+  chunks = std::move(kept);
 }
 
 void removeStutters(Chunks& chunks) {
-  for (std::size_t i = 0; i + 1 < chunks.size();) {
-    Chunk& first = chunks[i];
-    Chunk& second = chunks[i + 1];
-    const std::string word = foldedWord(first);
-    if (!first.lineBreak && !second.lineBreak && first.trail.empty() && second.lead.empty() &&
-        isOneOf(word, stutterWords) && foldedWord(second) == word) {
-      second.lead = first.lead;
-      second.word = first.word;
-      chunks.erase(chunks.begin() + static_cast<std::ptrdiff_t>(i));
-      continue;
+  Chunks kept;
+  kept.reserve(chunks.size());
+  for (Chunk& chunk : chunks) {
+    if (!kept.empty()) {
+      Chunk& first = kept.back();
+      const std::string word = foldedWord(first);
+      if (!first.lineBreak && !chunk.lineBreak && first.trail.empty() && chunk.lead.empty() &&
+          isOneOf(word, stutterWords) && foldedWord(chunk) == word) {
+        // The first of the two keeps its place and its spelling, the second's punctuation.
+        first.trail = std::move(chunk.trail);
+        continue;
+      }
     }
-    ++i;
+    kept.push_back(std::move(chunk));
   }
+  chunks = std::move(kept);
 }
 
 void tidyPunctuation(Chunks& chunks) {
-  for (std::size_t i = 0; i < chunks.size();) {
+  Chunks kept;
+  kept.reserve(chunks.size());
+  for (std::size_t i = 0; i < chunks.size(); ++i) {
     Chunk& chunk = chunks[i];
-    const bool lineStart = i == 0 || chunks[i - 1].lineBreak;
+    const bool lineStart = kept.empty() || kept.back().lineBreak;
     // Punctuation that closes nothing at the start of a line.
-    if (!chunk.lineBreak && chunk.word.empty() && chunk.lead.empty() && lineStart) {
-      chunks.erase(chunks.begin() + static_cast<std::ptrdiff_t>(i));
+    if (!chunk.lineBreak && chunk.word.empty() && chunk.lead.empty() && lineStart)
       continue;
-    }
     std::string& trail = chunk.trail;
     if (trail.find_first_of(".!?;") != std::string::npos)
       trail = withoutCommas(trail);
-    for (std::size_t at; (at = trail.find(",,")) != std::string::npos;) trail.erase(at, 1);
+    std::string single;
+    for (const char c : trail) {
+      if (c != ',' || single.empty() || single.back() != ',')
+        single += c;
+    }
+    trail = std::move(single);
     const bool lineEnd = i + 1 == chunks.size() || chunks[i + 1].lineBreak;
     while (lineEnd && !trail.empty() &&
            std::string_view(",;:").find(trail.back()) != std::string_view::npos)
       trail.pop_back();
-    ++i;
+    kept.push_back(std::move(chunk));
   }
+  chunks = std::move(kept);
 }
 
 void capitalise(Chunks& chunks) {

@@ -212,26 +212,33 @@ void useFullForms(Chunks& chunks) {
 }
 
 void useContractions(Chunks& chunks) {
+  // Merged pairs are compacted in one pass, since erasing each would cost the square of a long
+  // text's length: the chunks before `kept` are done, the one at `i` is being read.
+  std::size_t kept = 0;
   for (std::size_t i = 0; i < chunks.size(); ++i) {
-    if (chunks[i].lineBreak)
-      continue;
-    const std::string first = foldedWord(chunks[i]);
-    if (first == "cannot") {
-      chunks[i].word = inCaseOf(chunks[i].word, "can't");
-      continue;
+    while (!chunks[i].lineBreak) {
+      const std::string first = foldedWord(chunks[i]);
+      if (first == "cannot") {
+        chunks[i].word = inCaseOf(chunks[i].word, "can't");
+        break;
+      }
+      if (!isWord(chunks, i + 1) || !chunks[i].trail.empty() || !chunks[i + 1].lead.empty())
+        break;
+      const std::string second = foldedWord(chunks[i + 1]);
+      const bool secondEnds = !chunks[i + 1].trail.empty() || endsItsSentence(chunks, i + 1);
+      const auto short_ = contraction(first, second, foldedAt(chunks, i + 2), secondEnds);
+      if (!short_)
+        break;
+      // "it is not" becomes "it's not": the merged word is looked at again with the next.
+      chunks[i + 1].word = inCaseOf(chunks[i].word, *short_);
+      chunks[i + 1].lead = std::move(chunks[i].lead);
+      ++i;
     }
-    if (!isWord(chunks, i + 1) || !chunks[i].trail.empty() || !chunks[i + 1].lead.empty())
-      continue;
-    const std::string second = foldedWord(chunks[i + 1]);
-    const bool secondEnds = !chunks[i + 1].trail.empty() || endsItsSentence(chunks, i + 1);
-    const auto short_ = contraction(first, second, foldedAt(chunks, i + 2), secondEnds);
-    if (!short_)
-      continue;
-    chunks[i].word = inCaseOf(chunks[i].word, *short_);
-    chunks[i].trail = chunks[i + 1].trail;
-    chunks.erase(chunks.begin() + static_cast<std::ptrdiff_t>(i) + 1);
-    --i;  // "it is not" becomes "it's not": look again from the merged word
+    if (kept != i)
+      chunks[kept] = std::move(chunks[i]);
+    ++kept;
   }
+  chunks.resize(kept);
 }
 
 void closeSentences(Chunks& chunks, bool closeLast) {
@@ -266,7 +273,8 @@ std::vector<Chunks> listPoints(const Chunks& chunks) {
   std::vector<Chunks> points;
   Chunks point;
   const auto finish = [&] {
-    while (!point.empty() && point.front().word.empty()) point.erase(point.begin());
+    point.erase(point.begin(), std::ranges::find_if(
+                                   point, [](const Chunk& chunk) { return !chunk.word.empty(); }));
     if (!point.empty()) {
       std::string& trail = point.back().trail;
       while (!trail.empty() &&

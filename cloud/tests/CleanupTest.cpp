@@ -129,5 +129,36 @@ INSTANTIATE_TEST_SUITE_P(
         TextCase{bullets, "- milk\n- eggs?\n\n2. bread", "- Milk\n- Eggs?\n- Bread"},
         TextCase{bullets, "um", ""}));
 
+// A text as large as the service takes, made of what one rule takes out or merges: each rule
+// must finish it in one pass (the test's time limit catches one that does not).
+struct LongTextCase {
+  CleanupChoice choice;
+  std::string_view piece;  // repeated to 1 MiB
+  std::string_view expectedStart;
+  std::size_t expectedSize;
+};
+
+void PrintTo(const LongTextCase& c, std::ostream* out) {
+  *out << nameOf(c.choice.mode) << "/" << nameOf(c.choice.tone) << ": \"" << c.piece << "\"";
+}
+
+class LongTextTest : public ::testing::TestWithParam<LongTextCase> {};
+
+TEST_P(LongTextTest, IsCleanedInOnePass) {
+  const LongTextCase& c = GetParam();
+  std::string text;
+  while (text.size() < 1024 * 1024) text += c.piece;
+  const std::string cleaned = cleanedText(text, c.choice);
+  EXPECT_TRUE(cleaned.starts_with(c.expectedStart)) << cleaned.substr(0, 40);
+  EXPECT_EQ(cleaned.size(), c.expectedSize);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rules, LongTextTest,
+    ::testing::Values(LongTextCase{fast, "um ", "", 0}, LongTextCase{fast, "the ", "The", 3},
+                      LongTextCase{fast, "\num\n", "", 0}, LongTextCase{fast, ", ", "", 0},
+                      LongTextCase{fast, "so,,,,,,,, ", "So, so,", 381302},
+                      LongTextCase{casual, "it is ", "It's it's", 873815}));
+
 }  // namespace
 }  // namespace murvel::cloud
