@@ -35,14 +35,15 @@ std::optional<std::pair<std::string, std::string>> signInOf(const httplib::Reque
 // Whether a form post comes from the service's own page. Browsers name the page's origin in
 // Origin, or say in Sec-Fetch-Site where the request comes from; a post from another site
 // could otherwise sign the app into an account of that site's choosing.
-bool isOwnFormPost(const httplib::Request& request) {
+bool isOwnFormPost(const std::vector<std::string>& ownHosts, const httplib::Request& request) {
   const std::string site = request.get_header_value("Sec-Fetch-Site");
   if (!site.empty() && site != "same-origin" && site != "none")
     return false;
   const std::string origin = request.get_header_value("Origin");
   if (origin.empty())
     return true;
-  return origin == "http://" + request.get_header_value("Host");
+  constexpr std::string_view scheme = "http://";
+  return origin.starts_with(scheme) && isOwnHost(ownHosts, origin.substr(scheme.size()));
 }
 
 }  // namespace
@@ -55,7 +56,7 @@ void handleSignInStart(Service::Context&, const httplib::Request& request,
 
 void handleSignInContinue(Service::Context& context, const httplib::Request& request,
                           httplib::Response& response) {
-  if (!isOwnFormPost(request)) {
+  if (!isOwnFormPost(context.ownHosts, request)) {
     reply::page(response, 403,
                 refusalPage("This sign-in was sent from another site, so it was not carried out."));
     return;

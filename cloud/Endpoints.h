@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "cloud/Service.h"
 
@@ -16,6 +17,8 @@ struct Service::Context {
   Store& store;
   RecognitionQueue& recognition;
   LogSink log;
+  // The names requests may address the service by, once it is bound.
+  std::vector<std::string> ownHosts;
 };
 
 void handleHealth(Service::Context& context, const httplib::Request& request,

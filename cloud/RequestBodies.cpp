@@ -2,6 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+
 namespace murvel::cloud {
 
 namespace {
@@ -76,6 +78,41 @@ bool isLoggableTraceId(std::string_view traceId) {
       return false;
   }
   return true;
+}
+
+std::vector<std::string> ownHostNames(std::string_view bindAddress, int port) {
+  const std::string suffix = ":" + std::to_string(port);
+  std::vector<std::string> names{"127.0.0.1" + suffix, "localhost" + suffix, "[::1]" + suffix};
+  const bool ipv6 = bindAddress.find(':') != std::string_view::npos;
+  names.push_back((ipv6 ? "[" + std::string(bindAddress) + "]" : std::string(bindAddress)) +
+                  suffix);
+  return names;
+}
+
+bool isOwnHost(const std::vector<std::string>& ownHosts, std::string_view host) {
+  const auto lower = [](char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  };
+  return std::ranges::any_of(ownHosts, [&](const std::string& own) {
+    return std::ranges::equal(own, host, {}, lower, lower);
+  });
+}
+
+std::string printable(std::string_view text) {
+  std::string shown;
+  shown.reserve(text.size());
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte == 0x7F || c == '\\') {
+      constexpr std::string_view digits = "0123456789abcdef";
+      shown += "\\x";
+      shown += digits[byte >> 4];
+      shown += digits[byte & 0xF];
+    } else {
+      shown += c;
+    }
+  }
+  return shown;
 }
 
 }  // namespace murvel::cloud

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "cloud/Outcome.h"
 
@@ -29,5 +30,14 @@ std::optional<std::string> bearerKey(std::string_view authorization);
 
 // A trace id fit to be written to the log: 1 to 64 letters, digits, '-' or '_'.
 bool isLoggableTraceId(std::string_view traceId);
+
+// The names a request may address the service by in its Host header: the loopback names and
+// the bound address, each with the port.
+std::vector<std::string> ownHostNames(std::string_view bindAddress, int port);
+// Whether `host` is one of `ownHosts`, names in any case.
+bool isOwnHost(const std::vector<std::string>& ownHosts, std::string_view host);
+
+// `text` fit for a log line or a reply: control characters and backslashes written as \xNN.
+std::string printable(std::string_view text);
 
 }  // namespace murvel::cloud

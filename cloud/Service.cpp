@@ -3,7 +3,10 @@
 #include <nlohmann/json.hpp>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <optional>
+#include <string_view>
 
 #include "cloud/Endpoints.h"
 #include "cloud/HttpServer.h"
@@ -15,8 +18,75 @@ namespace murvel::cloud {
 
 namespace {
 
-std::string mebibytes(std::uint64_t bytes) {
-  return std::to_string(bytes / (1024 * 1024)) + " MiB";
+std::string sizeText(std::uint64_t bytes) {
+  if (bytes >= 1024 * 1024)
+    return std::to_string(bytes / (1024 * 1024)) + " MiB";
+  return std::to_string(bytes / 1024) + " KiB";
+}
+
+// The endpoints, and the largest body each takes as sent; the handlers that read a body
+// themselves hold to their own, smaller limits within it.
+struct Route {
+  std::string_view method;
+  std::string_view path;
+  std::uint64_t bodyLimit;
+};
+
+constexpr std::uint64_t signInFormLimit = 4 * 1024;
+
+std::optional<Route> routeOf(const httplib::Request& request, std::uint64_t maxUploadBytes) {
+  const Route routes[]{{"GET", "/api/health", 0},
+                       {"HEAD", "/api/health", 0},
+                       {"POST", "/api/transcribe", maxUploadBytes},
+                       {"POST", "/api/cleanup", 1024 * 1024},
+                       {"GET", "/api/auth/start", 0},
+                       {"POST", "/api/auth/continue", signInFormLimit},
+                       {"POST", "/api/auth/exchange", 16 * 1024},
+                       {"GET", "/api/account/info", 0}};
+  for (const Route& route : routes) {
+    if (request.method == route.method && request.path == route.path)
+      return route;
+  }
+  return std::nullopt;
+}
+
+// The length a request declares for its body; 0 for none.
+std::uint64_t declaredLength(const httplib::Request& request) {
+  const std::string length = request.get_header_value("Content-Length");
+  return length.empty() ? 0 : std::strtoull(length.c_str(), nullptr, 10);
+}
+
+bool sendsABody(const httplib::Request& request) {
+  return request.has_header("Transfer-Encoding") || declaredLength(request) > 0;
+}
+
+// Checks what the head of a request says before its body is read: that it is addressed to
+// this service by name, to an endpoint, with a body the endpoint takes. A refusal here ends
+// the connection after its reply, since the body it did not read is still on the way.
+bool refusedBeforeTheBody(const Service::Context& context, const httplib::Request& request,
+                          httplib::Response& response) {
+  const auto refuse = [&](int status, const std::string& message) {
+    reply::error(response, status, message);
+    if (sendsABody(request))
+      HttpServer::closeAfterReply();
+    return true;
+  };
+  // A page on another name that resolves to this computer must not pass as the service's own.
+  if (!isOwnHost(context.ownHosts, request.get_header_value("Host")))
+    return refuse(421, "The service only answers requests addressed to its own address.");
+  const auto route = routeOf(request, context.settings.maxUploadBytes);
+  if (!route)
+    return refuse(404, "There is no endpoint " + printable(request.method) + " " +
+                           printable(request.path) + ".");
+  const std::string encoding = request.get_header_value("Content-Encoding");
+  if (!encoding.empty() && encoding != "identity")
+    return refuse(415, "The service does not take compressed requests.");
+  if (declaredLength(request) > route->bodyLimit)
+    return refuse(
+        413, "The request is larger than the service takes (" + sizeText(route->bodyLimit) + ").");
+  // Room for the chunks' own framing; a body without a length is checked as it comes.
+  HttpServer::limitBody(static_cast<std::size_t>(route->bodyLimit) + 64 * 1024);
+  return false;
 }
 
 }  // namespace
@@ -93,16 +163,18 @@ std::string traceOf(const httplib::Request& request) {
 }
 
 Service::Service(ServiceSettings settings, Store& store, RecognitionQueue& recognition, LogSink log)
-    : context_(new Context{std::move(settings), store, recognition, std::move(log)}),
-      server_(std::make_unique<HttpServer>()) {
+    : context_(new Context{std::move(settings), store, recognition, std::move(log), {}}),
+      server_(std::make_unique<HttpServer>(context_->settings.requestThreads)) {
   Context& context = *context_;
   HttpServer& server = *server_;
   const std::uint64_t limit = context.settings.maxUploadBytes;
-  const std::size_t threads = context.settings.requestThreads;
-  server.new_task_queue = [threads] {
-    return new httplib::ThreadPool(threads);
-  };
   server.set_payload_max_length(static_cast<std::size_t>(limit));
+  server.set_pre_routing_handler(
+      [&context](const httplib::Request& request, httplib::Response& response) {
+        return refusedBeforeTheBody(context, request, response)
+                   ? httplib::Server::HandlerResponse::Handled
+                   : httplib::Server::HandlerResponse::Unhandled;
+      });
   server.set_keep_alive_timeout(context.settings.keepAliveSeconds);
   server.set_keep_alive_max_count(10000);
   server.set_tcp_nodelay(true);
@@ -139,33 +211,30 @@ Service::Service(ServiceSettings settings, Store& store, RecognitionQueue& recog
                handleAccountInfo(context, request, response);
              });
 
-  // Refusals the library makes itself, before any handler: no route, a body too large, a
-  // request it cannot read.
+  // Refusals the library makes itself, before any handler: a body that grew too large as it
+  // came, a request it cannot read.
   server.set_error_handler(httplib::Server::HandlerWithResponse(
-      [limit](const httplib::Request& request, httplib::Response& response) {
+      [&context](const httplib::Request& request, httplib::Response& response) {
         if (!response.body.empty())
           return httplib::Server::HandlerResponse::Unhandled;
         const int status = response.status;
-        switch (status) {
-          case 404:
-            reply::error(response, status,
-                         "There is no endpoint " + request.method + " " + request.path + ".");
-            break;
-          case 413:
-            reply::error(
-                response, status,
-                "The request is larger than the service takes (" + mebibytes(limit) + ").");
-            break;
-          case 414:
-          case 431:
-            reply::error(response, status, "The request's address or headers are too long.");
-            break;
-          case 400:
-            reply::error(response, status, "The request could not be read as HTTP.");
-            break;
-          default:
-            reply::error(response, status,
-                         "The request failed with HTTP status " + std::to_string(status) + ".");
+        if (HttpServer::bodyCutOff() || status == 413) {
+          const auto route = routeOf(request, context.settings.maxUploadBytes);
+          response.status = 413;
+          reply::error(response, 413,
+                       "The request is larger than the service takes (" +
+                           sizeText(route ? route->bodyLimit : 0) + ").");
+        } else if (status == 404) {
+          reply::error(response, status,
+                       "There is no endpoint " + printable(request.method) + " " +
+                           printable(request.path) + ".");
+        } else if (status == 414 || status == 431) {
+          reply::error(response, status, "The request's address or headers are too long.");
+        } else if (status == 400) {
+          reply::error(response, status, "The request could not be read as HTTP.");
+        } else {
+          reply::error(response, status,
+                       "The request failed with HTTP status " + std::to_string(status) + ".");
         }
         return httplib::Server::HandlerResponse::Handled;
       }));
@@ -179,14 +248,14 @@ Service::Service(ServiceSettings settings, Store& store, RecognitionQueue& recog
       what = error.what();
     } catch (...) {
     }
-    context.log("failure on " + request.method + " " + request.path + " trace=" + traceOf(request) +
-                ": " + what);
+    context.log("failure on " + printable(request.method) + " " + printable(request.path) +
+                " trace=" + traceOf(request) + ": " + printable(what));
     reply::error(response, 500, "The service failed on this request.");
   });
   server.set_logger([&context](const httplib::Request& request, const httplib::Response& response) {
     // The path alone: the query of a sign-in holds an address.
-    context.log(request.method + " " + request.path + " " + std::to_string(response.status) +
-                " trace=" + traceOf(request));
+    context.log(printable(request.method) + " " + printable(request.path) + " " +
+                std::to_string(response.status) + " trace=" + traceOf(request));
   });
 }
 
@@ -201,6 +270,9 @@ Outcome<int> Service::bind() {
   } else if (!server_->bind_to_port(settings.bindAddress, port)) {
     port = -1;
   }
+  context_->ownHosts = ownHostNames(settings.bindAddress, port);
+  if (port > 0)
+    server_->widenBacklog();
   if (port <= 0) {
     std::string reason = errno != 0 ? std::strerror(errno) : "the address is not this computer's";
     return Outcome<int>::failure("The service could not listen on " + settings.bindAddress +

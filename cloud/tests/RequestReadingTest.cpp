@@ -116,14 +116,25 @@ TEST_P(RedirectTest, HandsTokensOnlyToTheAppsOwnLinks) {
 
 INSTANTIATE_TEST_SUITE_P(
     Links, RedirectTest,
-    ::testing::Values(
-        RedirectCase{"murvel://auth", true, "murvel://auth?login_token=t0k"},
-        RedirectCase{"murvel://auth?from=mail", true, "murvel://auth?from=mail&login_token=t0k"},
-        RedirectCase{"murvel://auth?#done", true, "murvel://auth?login_token=t0k#done"},
-        RedirectCase{"https://evil.example/steal", false, ""},
-        RedirectCase{"MURVEL://auth", false, ""}, RedirectCase{"murvelx://auth", false, ""},
-        RedirectCase{"", false, ""}, RedirectCase{"murvel://auth\r\nSet-Cookie: a=b", false, ""},
-        RedirectCase{"murvel://\"><script>", false, ""}));
+    ::testing::Values(RedirectCase{"murvel://auth", true, "murvel://auth?login_token=t0k"},
+                      RedirectCase{"murvel://auth#done", true,
+                                   "murvel://auth?login_token=t0k#done"},
+                      RedirectCase{"murvel://auth?login_token=planted", false, ""},
+                      RedirectCase{"murvel://auth?from=mail", false, ""},
+                      RedirectCase{"https://evil.example/steal", false, ""},
+                      RedirectCase{"MURVEL://auth", false, ""},
+                      RedirectCase{"murvelx://auth", false, ""}, RedirectCase{"", false, ""},
+                      RedirectCase{"murvel://auth\r\nSet-Cookie: a=b", false, ""},
+                      RedirectCase{"murvel://\"><script>", false, ""}));
+
+TEST(OwnHosts, AreTheLoopbackNamesAndTheBoundAddressWithThePort) {
+  const auto own = ownHostNames("0.0.0.0", 8787);
+  for (const char* host : {"127.0.0.1:8787", "LOCALHOST:8787", "[::1]:8787", "0.0.0.0:8787"})
+    EXPECT_TRUE(isOwnHost(own, host)) << host;
+  for (const char* host : {"localhost:8788", "localhost", "rebound.example:8787", "", "[::1]"})
+    EXPECT_FALSE(isOwnHost(own, host)) << host;
+  EXPECT_TRUE(isOwnHost(ownHostNames("::1", 9), "[::1]:9"));
+}
 
 TEST(SignInPages, EscapeWhatTheRequestBrought) {
   EXPECT_EQ(escapedHtml(R"(<a href="x">'&')"), "&lt;a href=&quot;x&quot;&gt;&#39;&amp;&#39;");

@@ -5,6 +5,10 @@
 #include <nlohmann/json.hpp>
 #include <regex>
 
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include "ServiceTestSupport.h"
 #include "cloud/WordErrorRate.h"
 
@@ -355,6 +359,92 @@ TEST_F(ServiceTest, LogsTheTraceIdButNeverTheKeyTheTextOrTheAddress) {
   EXPECT_THAT(log, Not(HasSubstr(key)));
   EXPECT_THAT(log, Not(HasSubstr(reply["text"].get<std::string>())));
   EXPECT_THAT(log, Not(HasSubstr("private.person")));
+}
+
+// Requests that a local process or a page may send to take the service down or to pass as its
+// own: each is refused from its head alone, and what reaches the log or the reply is printable.
+struct HostileCase {
+  const char* name;
+  std::string head;  // up to the headers' end, without it
+  std::string bodyPiece;
+  std::size_t repeats;
+  int status;
+  std::string error;
+  bool early;  // the refusal must come before the body was sent whole
+};
+void PrintTo(const HostileCase& c, std::ostream* out) {
+  *out << c.name;
+}
+
+class HostileRequestTest : public ServiceTest, public ::testing::WithParamInterface<HostileCase> {};
+
+TEST_P(HostileRequestTest, IsRefusedFromItsHead) {
+  const HostileCase& c = GetParam();
+  const std::string host = "Host: 127.0.0.1:" + std::to_string(service->port()) + "\r\n";
+  std::string head = c.head;
+  if (head.find("Host:") == std::string::npos)
+    head += "\r\n" + host.substr(0, host.size() - 2);
+  const RawReply reply =
+      rawExchange(service->port(), head + "\r\nConnection: close\r\n\r\n", c.bodyPiece, c.repeats);
+  EXPECT_EQ(reply.status(), c.status) << reply.text.substr(0, 200);
+  EXPECT_THAT(reply.text, HasSubstr(c.error));
+  EXPECT_TRUE(reply.repliedEarly || !c.early);
+  for (const std::string& line : service->log())
+    EXPECT_EQ(line.find_first_of("\n\r\x1b"), std::string::npos) << line;
+}
+
+std::string manyHeaders() {
+  std::string headers = "GET /api/health HTTP/1.1";
+  for (int i = 0; i < 5000; ++i) headers += "\r\nX-Filler-" + std::to_string(i) + ": x";
+  return headers;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Heads, HostileRequestTest,
+    ::testing::Values(
+        HostileCase{
+            "ChunkedToNoEndpoint", "POST /api/nothing HTTP/1.1\r\nTransfer-Encoding: chunked",
+            "10000\r\n" + std::string(0x10000, 'x') + "\r\n", 1024, 404, "no endpoint", true},
+        HostileCase{"ChunkedSignInForm",
+                    "POST /api/auth/continue HTTP/1.1\r\nTransfer-Encoding: chunked\r\n"
+                    "Content-Type: application/x-www-form-urlencoded",
+                    "10000\r\n" + std::string(0x10000, 'x') + "\r\n", 1024, 413, "(4 KiB)", true},
+        HostileCase{"CompressedSignInForm",
+                    "POST /api/auth/continue HTTP/1.1\r\nContent-Encoding: gzip\r\n"
+                    "Content-Type: application/x-www-form-urlencoded\r\nContent-Length: 67108864",
+                    std::string(0x10000, '\0'), 1024, 415, "compressed", true},
+        HostileCase{"ManyHeaders", manyHeaders(), "", 0, 431, "headers are too long", false},
+        HostileCase{"ForeignHost", "GET /api/health HTTP/1.1\r\nHost: rebound.example:8787", "", 0,
+                    421, "its own address", false},
+        HostileCase{"ForgedLogLine", "GET /api/x%0A2026-01-01%20forged%1B[31m HTTP/1.1", "", 0, 404,
+                    "x\\\\x0a2026", false}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+// Connections that never send a request hold no request thread: with more of them than there
+// are threads, health still answers.
+TEST_F(ServiceTest, SilentConnectionsLeaveHealthAnswering) {
+  std::vector<int> silent;
+  for (int i = 0; i < 40; ++i) silent.push_back(loopbackConnection(service->port()));
+  const auto health = service->client().Get("/api/health");
+  for (const int socket : silent) ::close(socket);
+  ASSERT_TRUE(health) << httplib::to_string(health.error());
+  EXPECT_EQ(health->status, 200);
+}
+
+// A head that comes a byte a second is cut off after a few seconds, however long it drips.
+TEST_F(ServiceTest, AHeadThatDripsIsCutOff) {
+  const int socket = loopbackConnection(service->port());
+  const std::string head = "GET /api/health HTTP/1.1\r\nX-Drip: ";
+  ASSERT_GT(::send(socket, head.data(), head.size(), MSG_NOSIGNAL), 0);
+  bool closed = false;
+  for (int second = 0; second < 20 && !closed; ++second) {
+    pollfd watched{socket, POLLIN, 0};
+    char byte = 'x';
+    closed = ::poll(&watched, 1, 1000) > 0 || ::send(socket, &byte, 1, MSG_NOSIGNAL) < 0;
+  }
+  char got = 0;
+  EXPECT_TRUE(closed && ::recv(socket, &got, 1, 0) <= 0);
+  ::close(socket);
 }
 
 // Recognition runs beside the request threads: while the only decoder works and a second

@@ -1,8 +1,14 @@
 #include "ServiceTestSupport.h"
 
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
 #include <spawn.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
 
 #include <fstream>
 
@@ -29,6 +35,49 @@ int runProgram(const std::vector<std::string>& arguments) {
 std::string fileContent(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+int loopbackConnection(int port) {
+  const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<std::uint16_t>(port));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  if (::connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+    ::close(socket);
+    return -1;
+  }
+  return socket;
+}
+
+RawReply rawExchange(int port, const std::string& head, const std::string& bodyPiece,
+                     std::size_t repeats) {
+  RawReply reply;
+  const int socket = loopbackConnection(port);
+  if (socket < 0)
+    return reply;
+  const auto readable = [&](int timeoutMs) {
+    pollfd watched{socket, POLLIN, 0};
+    return ::poll(&watched, 1, timeoutMs) > 0;
+  };
+  bool sending = ::send(socket, head.data(), head.size(), MSG_NOSIGNAL) >= 0;
+  for (std::size_t i = 0; sending && i < repeats; ++i) {
+    if (readable(0)) {
+      reply.repliedEarly = true;
+      break;
+    }
+    sending = ::send(socket, bodyPiece.data(), bodyPiece.size(), MSG_NOSIGNAL) >= 0;
+  }
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(15);
+  std::array<char, 64 * 1024> piece{};
+  while (std::chrono::steady_clock::now() < end && readable(1000)) {
+    const ssize_t got = ::recv(socket, piece.data(), piece.size(), 0);
+    if (got <= 0)
+      break;
+    reply.text.append(piece.data(), static_cast<std::size_t>(got));
+  }
+  ::close(socket);
+  return reply;
 }
 
 namespace {

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -73,6 +74,20 @@ class RunningService {
   int port_ = 0;
   std::thread serving_;
 };
+
+// A new connection to `port` on loopback; -1 when none could be made.
+int loopbackConnection(int port);
+
+// One exchange on a new loopback connection, byte for byte: sends `head`, then `bodyPiece`
+// `repeats` times as long as no reply has come and the service reads, and reads until the
+// service closes or 15 s pass.
+struct RawReply {
+  std::string text;           // all that came back
+  bool repliedEarly = false;  // the reply came before the whole body was sent
+  int status() const { return text.size() > 12 ? std::atoi(text.c_str() + 9) : 0; }
+};
+RawReply rawExchange(int port, const std::string& head, const std::string& bodyPiece = {},
+                     std::size_t repeats = 0);
 
 // Headers of a transcription as the app sends them.
 httplib::Headers transcribeHeaders(const std::string& key, const std::string& mode,
