@@ -90,7 +90,8 @@ std::optional<std::string> normalisedEmail(std::string_view email) {
 
 bool isAcceptedRedirect(std::string_view uri) {
   constexpr std::string_view scheme = "murvel:";
-  if (!uri.starts_with(scheme) || uri.size() > 2048)
+  // A query of its own could carry a token ahead of the one the service adds.
+  if (!uri.starts_with(scheme) || uri.size() > 2048 || uri.find('?') != std::string_view::npos)
     return false;
   for (const char c : uri) {
     // Printable ASCII only, and nothing that would need quoting in a header or an attribute.
@@ -103,11 +104,7 @@ bool isAcceptedRedirect(std::string_view uri) {
 std::string redirectWithToken(std::string_view uri, std::string_view token) {
   const std::size_t hash = uri.find('#');
   std::string target(uri.substr(0, hash));
-  if (target.find('?') == std::string::npos)
-    target += '?';
-  else if (target.back() != '?' && target.back() != '&')
-    target += '&';
-  target += "login_token=";
+  target += "?login_token=";
   target += token;
   if (hash != std::string_view::npos)
     target += uri.substr(hash);

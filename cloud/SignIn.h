@@ -12,10 +12,10 @@ namespace murvel::cloud {
 std::optional<std::string> normalisedEmail(std::string_view email);
 
 // Whether the browser may be sent to `uri` with a login token: only links of the app's own
-// "murvel" scheme, written plainly, are.
+// "murvel" scheme, written plainly and without a query of their own, are.
 bool isAcceptedRedirect(std::string_view uri);
 
-// `uri` with the query item login_token added, before any fragment.
+// `uri`, which has no query, with the query login_token=`token`, before any fragment.
 std::string redirectWithToken(std::string_view uri, std::string_view token);
 
 // The page that asks to continue the sign-in of `email`, back to `redirect`.
