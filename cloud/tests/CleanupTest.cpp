@@ -153,12 +153,13 @@ TEST_P(LongTextTest, IsCleanedInOnePass) {
   EXPECT_EQ(cleaned.size(), c.expectedSize);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Rules, LongTextTest,
-    ::testing::Values(LongTextCase{fast, "um ", "", 0}, LongTextCase{fast, "the ", "The", 3},
-                      LongTextCase{fast, "\num\n", "", 0}, LongTextCase{fast, ", ", "", 0},
-                      LongTextCase{fast, "so,,,,,,,, ", "So, so,", 381302},
-                      LongTextCase{casual, "it is ", "It's it's", 873815}));
+INSTANTIATE_TEST_SUITE_P(Rules, LongTextTest,
+                         ::testing::Values(LongTextCase{fast, "um ", "", 0},
+                                           LongTextCase{fast, "the ", "The", 3},
+                                           LongTextCase{fast, "\num\n", "", 0},
+                                           LongTextCase{fast, ", ", "", 0},
+                                           LongTextCase{fast, "so,,,,,,,, ", "So, so,", 381302},
+                                           LongTextCase{casual, "it is ", "It's it's", 873815}));
 
 }  // namespace
 }  // namespace murvel::cloud
