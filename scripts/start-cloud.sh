@@ -16,7 +16,10 @@ if curl --silent --fail --head --max-time 2 --output /dev/null "http://127.0.0.1
 fi
 
 log_dir="${XDG_STATE_HOME:-$HOME/.local/state}/murvel"
-mkdir -p "$log_dir"
+# Private, like everything of Murvel's in it: the app keeps its instance lock here too and
+# refuses a folder that others may look into.
+(umask 077 && mkdir -p "$log_dir")
+chmod 700 "$log_dir"
 log="$log_dir/murvel-cloud.log"
 
 # The service prints one line on standard output once it listens (its log goes to standard
