@@ -29,14 +29,17 @@ void AppDelegate::handleGetURLEvent(const UrlEvent& event) {
   const auto url = parseURL(*event.directObjectString);
   if (!url || url->scheme != "murvel")
     return;
+  // Exactly one token: a link with two may carry one that a page slipped in ahead of the
+  // service's own.
   std::string loginToken;
+  int tokens = 0;
   for (const auto& [name, value] : url->queryItems) {
     if (name == "login_token") {
       loginToken = value.value_or("");
-      break;
+      ++tokens;
     }
   }
-  if (loginToken.empty())
+  if (tokens != 1 || loginToken.empty())
     return;
   platform_.dispatch.async([weakSelf = weak_from_this(), loginToken = std::move(loginToken)] {
     if (auto self = weakSelf.lock())
