@@ -22,6 +22,32 @@ std::optional<std::string> readWholeFile(const std::filesystem::path& path) {
   return std::move(content).str();
 }
 
+std::optional<std::string> readRegularFile(const std::filesystem::path& path) {
+  // Opened without waiting, then judged by what was opened, so nothing put at the path in
+  // between can block.
+  const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0)
+    return std::nullopt;
+  struct stat status {};
+  std::optional<std::string> content;
+  if (::fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) {
+    content.emplace();
+    char piece[16 * 1024];
+    for (;;) {
+      const ssize_t got = ::read(fd, piece, sizeof piece);
+      if (got < 0 && errno == EINTR)
+        continue;
+      if (got < 0)
+        content.reset();
+      if (got <= 0)
+        break;
+      content->append(piece, static_cast<std::size_t>(got));
+    }
+  }
+  ::close(fd);
+  return content;
+}
+
 namespace {
 
 bool writeAll(int fd, std::string_view bytes) {

@@ -10,6 +10,10 @@ namespace murvel {
 // The whole content of the file, or nothing when it cannot be read.
 std::optional<std::string> readWholeFile(const std::filesystem::path& path);
 
+// The whole content of the file when it is a regular file; nothing for anything else (a FIFO
+// left at the path would block the reader) or when it cannot be read.
+std::optional<std::string> readRegularFile(const std::filesystem::path& path);
+
 // Makes the directory and whichever of its parents are missing, each private to the user (0700)
 // as it is made. True when the directory exists in the end.
 bool createPrivateDirectories(const std::filesystem::path& directory);

@@ -27,12 +27,15 @@ void AppDelegate::loadHistory() {
   const std::filesystem::path url = historyURL();
   if (url.empty())
     return;
-  const auto bytes = readWholeFile(url);
+  const auto bytes = readRegularFile(url);
   if (!bytes)
     return;
   auto entries = decodeHistory(*bytes);
   if (!entries)
     return;
+  // A file written by hand may hold any number; the list never shows more than it keeps.
+  if (entries->size() > historyLimit)
+    entries->resize(historyLimit);
   history = std::move(*entries);
 }
 
