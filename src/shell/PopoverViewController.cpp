@@ -84,6 +84,8 @@ void PopoverViewController::buildMainPanel() {
   subtitleLabel.setFont(Font::system(11));
   subtitleLabel.setTextColor(Color::secondaryLabelColor);
   subtitleLabel.setAlignment(TextAlignment::center);
+  // The longest subtitle, after a smart re-paste, needs a second line at this size.
+  subtitleLabel.setMaximumNumberOfLines(2);
   mainPanel.addRow(subtitleLabel);
   statsLabel.setFont(Font::monospacedSystem(10));
   statsLabel.setTextColor(Color::tertiaryLabelColor);

@@ -31,7 +31,8 @@ bool run(const std::string& command) {
   return std::system(command.c_str()) == 0;
 }
 
-App::App(const std::string& program, const fs::path& directory, std::vector<std::string> args)
+App::App(const std::string& program, const fs::path& directory, std::vector<std::string> args,
+         std::vector<std::string> environment)
     : dumpFile_(directory / "widgets.json"),
       logFile_(directory / "murvel.out"),
       process_(
@@ -39,7 +40,11 @@ App::App(const std::string& program, const fs::path& directory, std::vector<std:
             args.insert(args.begin(), program);
             return args;
           }(),
-          logFile_, {"MURVEL_WIDGET_DUMP=" + dumpFile_.string()}) {}
+          logFile_,
+          [&] {
+            environment.push_back("MURVEL_WIDGET_DUMP=" + dumpFile_.string());
+            return environment;
+          }()) {}
 
 // Whether the process catches SIGUSR1 yet; before its probe is installed the signal would end it.
 static bool catchesDumpSignal(int pid) {

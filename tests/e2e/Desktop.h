@@ -33,7 +33,8 @@ bool run(const std::string& command);
 // The app under test, whose test-only probe writes every top-level widget as JSON on SIGUSR1.
 class App {
  public:
-  App(const std::string& program, const fs::path& directory, std::vector<std::string> args = {});
+  App(const std::string& program, const fs::path& directory, std::vector<std::string> args = {},
+      std::vector<std::string> environment = {});
 
   json dump();
   // The first visible top-level window that `matches`, once there is one.

@@ -119,7 +119,10 @@ int main(int argc, char** argv) {
   ui::QtStatusBar statusBar(
       [&application](std::optional<std::uint64_t> type) { application.setCurrentEventType(type); });
   ui::QtWindowServer windowServer(
-      [&statusBar](const StatusItemButton& button) { return statusBar.geometryOf(button); });
+      [&statusBar](const StatusItemButton& button) { return statusBar.geometryOf(button); },
+      [&statusBar](const StatusItemButton& button, Qt::MouseButton mouseButton, QPoint at) {
+        statusBar.releasedOn(button, mouseButton, at);
+      });
   ui::QtDateFormatter dateFormatter;
 
   Platform platform{dispatch,       userDefaults,   audioRecorders, captureDevice, workspace,

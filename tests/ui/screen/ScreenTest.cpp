@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <set>
 #include <string>
 #include <thread>
@@ -62,7 +63,8 @@ void expectTidy(const json& window) {
 // The app under test, started with this test's home.
 class App : public e2e::App {
  public:
-  explicit App(const fs::path& home) : e2e::App(MURVEL_UNDER_TEST, home) {}
+  explicit App(const fs::path& home, std::vector<std::string> environment = {})
+      : e2e::App(MURVEL_UNDER_TEST, home, {}, std::move(environment)) {}
   // How the app ended once asked to, or nothing if it outlived the wait.
   std::optional<int> terminate() {
     process().signal(SIGTERM);
@@ -383,6 +385,163 @@ INSTANTIATE_TEST_SUITE_P(Surfaces, HotkeyPickerTest,
                                                           {nullptr, "Super_R", "Picked Right ⌘"}},
                                                          "Right Command ⌘"}),
                          [](const auto& info) { return std::string(info.param.name); });
+
+// How many pixels of `image` stand out from its top-left corner, the background.
+int inkOf(const QImage& image) {
+  const QColor background = image.pixelColor(0, 0);
+  int ink = 0;
+  for (int y = 0; y < image.height(); ++y) {
+    for (int x = 0; x < image.width(); ++x) {
+      const QColor pixel = image.pixelColor(x, y);
+      ink +=
+          std::abs(pixel.value() - background.value()) + std::abs(pixel.red() - pixel.blue()) > 60;
+    }
+  }
+  return ink;
+}
+
+// Whether some visible window of the app matches, in one look.
+bool showing(App& app, const std::function<bool(const json&)>& matches) {
+  const json all = app.dump();
+  for (const json& window : all.at("windows")) {
+    if (window.at("visible").get<bool>() && matches(window))
+      return true;
+  }
+  return false;
+}
+
+TEST_F(ScreenTest, StateIconIsTheAppsOwnDrawingWhereNoFontHasTheEmoji) {
+  signedIn();
+  // A desktop without a colour emoji font: the fonts it has draw a box for each state emoji.
+  const fs::path fonts = home_ / "fonts-without-emoji.conf";
+  std::ofstream(fonts) << R"(<?xml version="1.0"?><!DOCTYPE fontconfig SYSTEM "fonts.dtd">
+<fontconfig><include>/etc/fonts/fonts.conf</include>
+<selectfont><rejectfont><glob>*Emoji*</glob></rejectfont></selectfont></fontconfig>)";
+  App app(home_, {"FONTCONFIG_FILE=" + fonts.string()});
+  ASSERT_TRUE(launched());
+  const auto icon = trayIcon();
+  ASSERT_TRUE(icon);
+  ASSERT_TRUE(openPanel(app, *icon));
+  const auto label = app.waitForWidget(isPanel, "\U0001F3A4");
+  ASSERT_TRUE(label);
+  // Drawn whole, the state's disc covers far more of the label than a box's outline does.
+  const QRect frame = frameOf(*label);
+  EXPECT_GT(inkOf(grab(frame)), 350) << "the state icon is drawn as an empty box";
+  screenshot("panel-icon-without-emoji-font", frame.adjusted(-60, 0, 60, 40));
+  EXPECT_EQ(app.terminate(), 0);
+}
+
+TEST_F(ScreenTest, TrayClicksActOnReleaseAndTheMenuOverPanelAndSettingsClosesEither) {
+  signedIn();
+  App app(home_);
+  ASSERT_TRUE(launched());
+  const auto icon = trayIcon();
+  ASSERT_TRUE(icon);
+  ASSERT_TRUE(openSettings(app, *icon));
+  // The window manager offers the Settings window neither resizing nor minimizing.
+  const std::string allowed = output(
+      "xprop -id \"$(xdotool search --name '^Murvel Settings' | head -n1)\" "
+      "_NET_WM_ALLOWED_ACTIONS");
+  EXPECT_THAT(allowed, ::testing::HasSubstr("_NET_WM_ACTION_CLOSE"));
+  for (const char* refused : {"_NET_WM_ACTION_MINIMIZE", "_NET_WM_ACTION_RESIZE",
+                              "_NET_WM_ACTION_MAXIMIZE_HORZ", "_NET_WM_ACTION_FULLSCREEN"}) {
+    EXPECT_THAT(allowed, ::testing::Not(::testing::HasSubstr(refused)));
+  }
+  // A press alone opens nothing; the release does.
+  ASSERT_TRUE(keys("mousemove " + std::to_string(icon->center().x()) + " " +
+                   std::to_string(icon->center().y()) + " sleep 0.1 mousedown 1 sleep 1"));
+  EXPECT_FALSE(showing(app, isPanel)) << "the panel opened as the button went down";
+  ASSERT_TRUE(keys("mouseup 1"));
+  ASSERT_TRUE(app.waitForWindow(isPanel)) << "the release opened no panel";
+
+  const auto menu = openMenu(app, *icon);
+  ASSERT_TRUE(menu) << "a right click with the panel open opened no menu";
+  std::vector<std::string> entries;
+  for (const json& action : menu->at("actions")) entries.push_back(action.at("text"));
+  ASSERT_GE(entries.size(), 3u);
+  EXPECT_THAT(std::vector(entries.begin(), entries.begin() + 3),
+              ::testing::ElementsAre("Open Murvel", "Close Dictation Panel", "Close Settings"));
+  screenshot("menu-with-panel-and-settings-open", frameOf(*menu).united(*icon));
+  click(menuEntry(*menu, "Close Dictation Panel").value());
+  EXPECT_TRUE(waitFor([&] { return !showing(app, isPanel); }, 10s));
+  EXPECT_TRUE(showing(app, isSettings));
+  EXPECT_EQ(app.terminate(), 0);
+}
+
+TEST_F(ScreenTest, EscapeEndsAPanelCaptureAndLeavesThePanelOpenWhenSignedOut) {
+  App app(home_);
+  ASSERT_TRUE(launched());
+  const auto icon = trayIcon();
+  ASSERT_TRUE(icon);
+  ASSERT_TRUE(openPanel(app, *icon));
+  const auto map = app.waitForWidget(isPanel, "Map");
+  ASSERT_TRUE(map);
+  click(frameOf(*map).center());
+  ASSERT_TRUE(app.waitForWidget(isPanel, "Wait"));
+  ASSERT_TRUE(keys("key Escape"));
+  EXPECT_TRUE(app.waitForWidget(isPanel, "Done")) << "Escape closed the panel";
+  EXPECT_EQ(app.terminate(), 0);
+}
+
+TEST_F(ScreenTest, SignOutAlertStandsOverThePanelAndCancelChangesNothing) {
+  signedIn();
+  App app(home_);
+  ASSERT_TRUE(launched());
+  const auto icon = trayIcon();
+  ASSERT_TRUE(icon);
+  ASSERT_TRUE(openPanel(app, *icon));
+  ASSERT_TRUE(app.showTab(isPanel, "Account", "Sign Out"));
+  click(frameOf(*app.waitForWidget(isPanel, "Sign Out")).center());
+  const auto isAlert = [](const json& window) {
+    return visibleWidgetWithText(window, "Sign out of Murvel?") != nullptr;
+  };
+  const auto alert = app.waitForWindow(isAlert);
+  ASSERT_TRUE(alert) << "no alert";
+  EXPECT_TRUE(showing(app, isPanel)) << "the panel closed as the alert opened";
+  // The sentence under the question stands on one line, not folded into a narrow column.
+  const json* detail =
+      visibleWidgetWithText(*alert, "You will need to sign in again to use dictation.");
+  ASSERT_NE(detail, nullptr);
+  EXPECT_LT(frameOf(*detail).height(), 30);
+  screenshot("sign-out-alert", frameOf(*alert).adjusted(-4, -28, 4, 4));
+  click(frameOf(*visibleWidgetWithText(*alert, "Cancel")).center());
+  EXPECT_TRUE(waitFor([&] { return !showing(app, isAlert); }, 10s));
+  EXPECT_TRUE(showing(app, isPanel));
+  linux_platform::SecretKeychainBackend keychain;
+  EXPECT_EQ(Keychain::load(keychain, Keychain::accessKeyAccount), "ui-key");
+  EXPECT_EQ(app.terminate(), 0);
+}
+
+TEST_F(ScreenTest, RePasteInSmartModeShowsItsSubtitleWholeAndTheHistoryTimeWithoutSeconds) {
+  signedIn();
+  std::ofstream(home_ / ".config/murvel/com.murvel.mac.json")
+      << R"({"hotkey":"right_ctrl","cleanupMode":"smart","lastLaunchHintVersion":"9.9"})";
+  fs::create_directories(home_ / ".local/share/Murvel");
+  std::ofstream(home_ / ".local/share/Murvel/history.json")
+      << R"([{"text":"Meet me at noon.","date":800000000,"duration":2.0,"wordCount":4}])";
+  App app(home_);
+  ASSERT_TRUE(launched());
+  const auto icon = trayIcon();
+  ASSERT_TRUE(icon);
+  ASSERT_TRUE(openPanel(app, *icon));
+  auto panel = app.showTab(isPanel, "History", "Meet me at noon.");
+  ASSERT_TRUE(panel);
+  EXPECT_THAT(
+      visibleTexts(*panel),
+      ::testing::Contains(::testing::MatchesRegex("[0-9]{1,2}:[0-9]{2}( [AP]M)? · 4 words")));
+  screenshot("panel-history-time", frameOf(*panel));
+  const QPoint row = frameOf(*visibleWidgetWithText(*panel, "Meet me at noon.")).center();
+  ASSERT_TRUE(keys("mousemove " + std::to_string(row.x()) + " " + std::to_string(row.y()) +
+                   " click --repeat 2 --delay 80 1"));
+  const std::string subtitle = "Pasted into active window · Smart cleaned · encrypted in transit";
+  panel = app.waitForWindow([&](const json& window) {
+    return isPanel(window) && visibleWidgetWithText(window, subtitle) != nullptr;
+  });
+  ASSERT_TRUE(panel) << "the re-paste never showed its subtitle";
+  expectTidy(*panel);
+  screenshot("panel-repaste-smart", frameOf(*panel));
+  EXPECT_EQ(app.terminate(), 0);
+}
 
 // Where the app cannot reach an X11 display, and what it is then told.
 struct NoDisplay {

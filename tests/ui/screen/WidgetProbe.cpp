@@ -51,8 +51,12 @@ QJsonObject describe(const QWidget& widget) {
   if (const auto* label = qobject_cast<const QLabel*>(&widget))
     object["text"] = label->text();
   if (const auto* label = dynamic_cast<const murvel::linux_platform::ui::RecordLabel*>(&widget)) {
-    const QString drawn = label->visibleLines(label->contentsRect().width()).join(QLatin1Char(' '));
-    object["shortened"] = drawn.simplified() != label->text().simplified();
+    const int width = label->contentsRect().width();
+    const QString drawn = label->visibleLines(width).join(QLatin1Char(' '));
+    // Shrunk to fit is cut short too: every text is meant to fit whole at its own font.
+    object["shortened"] =
+        drawn.simplified() != label->text().simplified() ||
+        QFontInfo(label->fontAt(width)).pixelSize() < QFontInfo(label->font()).pixelSize();
   }
   if (const auto* button = qobject_cast<const QAbstractButton*>(&widget))
     object["text"] = button->text();

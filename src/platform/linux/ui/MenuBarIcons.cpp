@@ -61,7 +61,38 @@ QImage renderText(const MenuBarImage& image, int size) {
   return result;
 }
 
+// The panel's state emoji, each with the drawing and the colour that stand for it.
+struct StateSymbol {
+  const char32_t emoji;
+  const char* symbol;
+  Color color;
+};
+constexpr std::array<StateSymbol, 5> stateSymbols{{
+    {U'\U0001F3A4', "mic.circle.fill", Color::labelColor},
+    {U'\U0001F534', "record.circle.fill", Color::systemRedColor},
+    {U'\u23F3', "hourglass.circle.fill", Color::systemOrangeColor},
+    {U'\u2705', "checkmark.circle.fill", Color::systemGreenColor},
+    {U'\u26A0', "exclamationmark.triangle.fill", Color::systemOrangeColor},
+}};
+
 }  // namespace
+
+std::optional<QImage> stateSymbol(const QString& emoji, int size, const QPalette& palette) {
+  // A variation selector after the character only asks for its colour presentation.
+  QList<uint> characters = emoji.toUcs4();
+  characters.removeAll(0xFE0F);
+  if (characters.size() != 1)
+    return std::nullopt;
+  for (const StateSymbol& state : stateSymbols) {
+    if (characters.front() != state.emoji)
+      continue;
+    QSvgRenderer renderer(symbolPath(state.symbol));
+    if (!renderer.isValid())
+      return std::nullopt;
+    return asMask(renderSymbol(renderer, size), colorFor(state.color, palette));
+  }
+  return std::nullopt;
+}
 
 bool hasSymbol(std::string_view name) {
   return !name.empty() && QFile::exists(symbolPath(name));

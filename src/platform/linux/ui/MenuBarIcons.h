@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QIcon>
+#include <QImage>
 #include <QPalette>
 #include <optional>
 #include <string_view>
@@ -18,6 +19,10 @@ bool hasSymbol(std::string_view name);
 // its own colours. Nothing when the symbol is unknown.
 QIcon menuBarIcon(const MenuBarImage& image, const std::optional<Color>& tint,
                   const QPalette& palette);
+
+// The program's own drawing of a state that the panel names by an emoji, `size` pixels square
+// in that state's colour; nothing for any other text. It stands in where no font has the emoji.
+std::optional<QImage> stateSymbol(const QString& emoji, int size, const QPalette& palette);
 
 // The program's own icon, for its windows.
 QIcon applicationIcon();

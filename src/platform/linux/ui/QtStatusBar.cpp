@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QKeySequence>
 #include <QMenu>
+#include <QMouseEvent>
 #include <QSystemTrayIcon>
 
 #include "platform/linux/ui/MenuBarIcons.h"
@@ -37,6 +38,11 @@ class QtStatusBar::Tray final : public QObject {
               if (reason == QSystemTrayIcon::Trigger)
                 click(EventMask::leftMouseUp, leftMouseUp);
             });
+    // On an XEmbed tray the icon is a window of this process, and Qt opens the panel or the menu
+    // as the button goes down; the icon's own mouse events are taken here, so that only the
+    // release acts. A StatusNotifierItem host tells no press from release: it reports one
+    // activation, which the connection above takes as the click.
+    QApplication::instance()->installEventFilter(this);
     // Both tray protocols ask for the menu here, right before it opens: the action builds it now.
     connect(&menu_, &QMenu::aboutToShow, this, [this] {
       clearMenu();
@@ -60,6 +66,32 @@ class QtStatusBar::Tray final : public QObject {
 
   StatusItem& item() const { return *item_; }
   QRect geometry() const { return icon_.geometry(); }
+
+  // A mouse button released over the icon at `global`: a left one is the button's click, a right
+  // one opens the menu.
+  void released(Qt::MouseButton button, const QPoint& global) {
+    if (button == Qt::LeftButton)
+      click(EventMask::leftMouseUp, leftMouseUp);
+    else if (button == Qt::RightButton)
+      menu_.popup(global);
+  }
+
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    const QEvent::Type type = event->type();
+    if (type != QEvent::MouseButtonPress && type != QEvent::MouseButtonDblClick &&
+        type != QEvent::MouseButtonRelease)
+      return false;
+    // Qt's XEmbed icon window, which forwards presses to the tray icon.
+    if (!watched->isWidgetType() ||
+        qstrcmp(watched->metaObject()->className(), "QSystemTrayIconSys") != 0)
+      return false;
+    const auto* mouse = static_cast<QMouseEvent*>(event);
+    const QPoint global = mouse->globalPosition().toPoint();
+    // A release away from the icon is a click given up.
+    if (type == QEvent::MouseButtonRelease && geometry().contains(global))
+      released(mouse->button(), global);
+    return true;
+  }
 
   void apply() {
     const StatusItemButton& button = *item_->button();
@@ -155,6 +187,14 @@ void QtStatusBar::removeStatusItem(StatusItem& item) {
   for (const auto& tray : trays_) {
     if (&tray->item() == &item)
       tray->apply();
+  }
+}
+
+void QtStatusBar::releasedOn(const StatusItemButton& button, Qt::MouseButton mouseButton,
+                             const QPoint& global) {
+  for (const auto& tray : trays_) {
+    if (tray->item().button() == &button)
+      tray->released(mouseButton, global);
   }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QPoint>
 #include <QRect>
 #include <cstdint>
 #include <functional>
@@ -28,6 +29,9 @@ class QtStatusBar final : public StatusBar {
 
   // Where the button's icon is on the screen; empty where the tray does not tell.
   QRect geometryOf(const StatusItemButton& button) const;
+  // A mouse button released over the button's icon, as a window that held the pointer saw it.
+  void releasedOn(const StatusItemButton& button, Qt::MouseButton mouseButton,
+                  const QPoint& global);
 
  private:
   class Tray;

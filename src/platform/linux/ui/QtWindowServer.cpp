@@ -4,14 +4,17 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QCursor>
+#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QLineEdit>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QPushButton>
 #include <QScreen>
 #include <QTextEdit>
 #include <QVBoxLayout>
 #include <cmath>
+#include <utility>
 
 #include "platform/linux/ui/Binding.h"
 #include "platform/linux/ui/MenuBarIcons.h"
@@ -19,6 +22,10 @@
 #include "platform/linux/ui/Widgets.h"
 #include "shell/controls/Popover.h"
 #include "shell/controls/Window.h"
+
+// Last: Xlib's macros clash with names in the headers above.
+#include <X11/Xatom.h>
+#include <X11/Xlib.h>
 
 namespace murvel::linux_platform::ui {
 
@@ -70,6 +77,23 @@ class WindowSurface final : public QWidget {
   Window* record_;
 };
 
+// Asks the window manager, before the window is mapped, for a frame that offers neither resizing
+// nor minimizing. The size hints of a fixed size and the Motif hints that Qt derives from the
+// missing buttons already rule out resizing and maximizing. Minimizing is the window type's to
+// rule out: openbox, for one, ignores the Motif hint for it and takes it away only from toolbars
+// and menus, and a toolbar keeps its title bar and close button.
+void askForFixedFrame(QWidget& window) {
+  auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+  if (x11 == nullptr || x11->display() == nullptr)
+    return;
+  Display* display = x11->display();
+  const Atom type = XInternAtom(display, "_NET_WM_WINDOW_TYPE", False);
+  const Atom toolbar = XInternAtom(display, "_NET_WM_WINDOW_TYPE_TOOLBAR", False);
+  XChangeProperty(display, static_cast<::Window>(window.winId()), type, XA_ATOM, 32,
+                  PropModeReplace, reinterpret_cast<const unsigned char*>(&toolbar), 1);
+  XFlush(display);
+}
+
 class WindowBinding final : public RecordBinding<Window, WindowSurface> {
  public:
   using RecordBinding::RecordBinding;
@@ -115,6 +139,9 @@ class WindowBinding final : public RecordBinding<Window, WindowSurface> {
       }
     }
     placed_ = true;
+    if (!(record().styleMask() & (WindowStyle::resizable | WindowStyle::miniaturizable)) &&
+        !view().isVisible())
+      askForFixedFrame(view());
     view().show();
   }
 
@@ -130,16 +157,40 @@ class WindowBinding final : public RecordBinding<Window, WindowSurface> {
 };
 
 // The panel under the tray icon. A click anywhere else closes it, as the record's close would.
+// It holds the pointer while it is open, so a click on the tray icon comes here; that one is
+// handed to the icon at its release with the panel still open, so that a right click opens the
+// menu of a shown panel and a left click closes it through the icon's own action.
 class PopoverPanel final : public QWidget {
  public:
-  explicit PopoverPanel(Popover& record)
-      : QWidget(nullptr, Qt::Popup | Qt::FramelessWindowHint), record_(&record) {
-    // A click on the tray icon that closes the panel must not open it again at once.
+  PopoverPanel(Popover& record, const QtWindowServer::AnchorGeometry& anchorGeometry,
+               const QtWindowServer::AnchorReleased& anchorReleased)
+      : QWidget(nullptr, Qt::Popup | Qt::FramelessWindowHint),
+        record_(&record),
+        anchorGeometry_(anchorGeometry),
+        anchorReleased_(anchorReleased) {
+    // A click elsewhere that closes the panel goes no further.
     setAttribute(Qt::WA_NoMouseReplay);
   }
   void forget() { record_ = nullptr; }
 
  protected:
+  void mousePressEvent(QMouseEvent* event) override {
+    anchorPressed_ = onAnchor(event->globalPosition().toPoint());
+    if (anchorPressed_) {
+      event->accept();
+      return;
+    }
+    QWidget::mousePressEvent(event);
+  }
+  void mouseReleaseEvent(QMouseEvent* event) override {
+    const QPoint global = event->globalPosition().toPoint();
+    if (std::exchange(anchorPressed_, false) && onAnchor(global)) {
+      event->accept();
+      anchorReleased_(*record_->anchor(), event->button(), global);
+      return;
+    }
+    QWidget::mouseReleaseEvent(event);
+  }
   // A thin line around the panel sets it off from whatever lies behind it.
   void paintEvent(QPaintEvent* event) override {
     QWidget::paintEvent(event);
@@ -154,13 +205,22 @@ class PopoverPanel final : public QWidget {
   }
 
  private:
+  bool onAnchor(const QPoint& global) const {
+    return anchorReleased_ && record_ != nullptr && record_->anchor() != nullptr &&
+           !rect().contains(mapFromGlobal(global)) &&
+           anchorGeometry_(*record_->anchor()).contains(global);
+  }
+
   Popover* record_;
+  const QtWindowServer::AnchorGeometry& anchorGeometry_;
+  const QtWindowServer::AnchorReleased& anchorReleased_;
+  bool anchorPressed_ = false;
 };
 
 class PopoverBinding final : public RecordBinding<Popover, PopoverPanel> {
  public:
   PopoverBinding(Popover& popover, PopoverPanel& panel,
-                 const std::function<QRect(const StatusItemButton&)>& anchorGeometry)
+                 const QtWindowServer::AnchorGeometry& anchorGeometry)
       : RecordBinding(popover, panel), anchorGeometry_(anchorGeometry) {}
 
  private:
@@ -202,14 +262,14 @@ class PopoverBinding final : public RecordBinding<Popover, PopoverPanel> {
     view().deleteLater();
   }
 
-  const std::function<QRect(const StatusItemButton&)>& anchorGeometry_;
+  const QtWindowServer::AnchorGeometry& anchorGeometry_;
   bool built_ = false;
 };
 
 }  // namespace
 
-QtWindowServer::QtWindowServer(std::function<QRect(const StatusItemButton&)> anchorGeometry)
-    : anchorGeometry_(std::move(anchorGeometry)) {
+QtWindowServer::QtWindowServer(AnchorGeometry anchorGeometry, AnchorReleased anchorReleased)
+    : anchorGeometry_(std::move(anchorGeometry)), anchorReleased_(std::move(anchorReleased)) {
   QApplication::setWindowIcon(applicationIcon());
 }
 
@@ -227,7 +287,7 @@ void QtWindowServer::addWindow(Window& window) {
 }
 
 void QtWindowServer::addPopover(Popover& popover) {
-  auto* panel = new PopoverPanel(popover);
+  auto* panel = new PopoverPanel(popover, anchorGeometry_, anchorReleased_);
   auto* binding = new PopoverBinding(popover, *panel, anchorGeometry_);
   binding->setParent(panel);
   binding->start();

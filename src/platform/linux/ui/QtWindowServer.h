@@ -19,8 +19,12 @@ namespace murvel::linux_platform::ui {
 // main thread.
 class QtWindowServer final : public WindowServer {
  public:
-  // `anchorGeometry` tells where a menu-bar button is on the screen, or an empty rectangle.
-  explicit QtWindowServer(std::function<QRect(const StatusItemButton&)> anchorGeometry);
+  using AnchorGeometry = std::function<QRect(const StatusItemButton&)>;
+  using AnchorReleased = std::function<void(const StatusItemButton&, Qt::MouseButton, QPoint)>;
+
+  // `anchorGeometry` tells where a menu-bar button is on the screen, or an empty rectangle;
+  // `anchorReleased` hands it a click that the open panel took, at the button's release.
+  explicit QtWindowServer(AnchorGeometry anchorGeometry, AnchorReleased anchorReleased = {});
   ~QtWindowServer() override;
   QtWindowServer(const QtWindowServer&) = delete;
   QtWindowServer& operator=(const QtWindowServer&) = delete;
@@ -33,7 +37,8 @@ class QtWindowServer final : public WindowServer {
   std::vector<QWidget*> surfaces() const;
 
  private:
-  std::function<QRect(const StatusItemButton&)> anchorGeometry_;
+  AnchorGeometry anchorGeometry_;
+  AnchorReleased anchorReleased_;
   std::vector<QPointer<QWidget>> surfaces_;
 };
 

@@ -1,9 +1,12 @@
 #include "platform/linux/ui/RecordLabel.h"
 
+#include <QGlyphRun>
 #include <QPainter>
 #include <QTextLayout>
 #include <algorithm>
 #include <cmath>
+
+#include "platform/linux/ui/MenuBarIcons.h"
 
 namespace murvel::linux_platform::ui {
 
@@ -28,6 +31,21 @@ QString singleLine(const QString& text) {
   QString result = text;
   result.replace(QLatin1Char('\n'), QLatin1Char(' '));
   return result;
+}
+
+// Whether some font of the desktop has a glyph for every character of `text`: a missing one
+// would be drawn as an empty box.
+bool drawsWhole(const QString& text, const QFont& font) {
+  QTextLayout layout(text, font);
+  layout.beginLayout();
+  layout.createLine().setLineWidth(1e6);
+  layout.endLayout();
+  for (const QGlyphRun& run : layout.glyphRuns()) {
+    const QList<quint32> glyphs = run.glyphIndexes();
+    if (glyphs.contains(0))
+      return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -151,9 +169,21 @@ void RecordLabel::paintEvent(QPaintEvent*) {
     painter.drawRoundedRect(QRectF(rect()), cornerRadius_, cornerRadius_);
   }
   const QRect area = contentsRect();
-  const QStringList lines = visibleLines(area.width());
   const QFont drawn = fontAt(area.width());
   const QFontMetrics metrics(drawn);
+  // A state emoji that no font can draw shows as the program's own drawing of that state.
+  if (text().size() <= 3 && !drawsWhole(text(), drawn)) {
+    const int side = std::min(metrics.height(), area.height());
+    const double ratio = devicePixelRatioF();
+    if (auto image = stateSymbol(text(), static_cast<int>(std::lround(side * ratio)), palette())) {
+      image->setDevicePixelRatio(ratio);
+      QRect square(0, 0, side, side);
+      square.moveCenter(area.center());
+      painter.drawImage(square, *image);
+      return;
+    }
+  }
+  const QStringList lines = visibleLines(area.width());
   const int blockHeight = static_cast<int>(lines.size()) * metrics.lineSpacing();
   // The block of lines stands in the middle of the height it is given.
   int top = area.top() + std::max(0, (area.height() - blockHeight) / 2);

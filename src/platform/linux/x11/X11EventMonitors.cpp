@@ -184,7 +184,6 @@ void X11EventMonitors::Impl::stopListening() {
   XISelectEvents(display_, DefaultRootWindow(display_), &mask, 1);
   XkbSelectEventDetails(display_, XkbUseCoreKbd, XkbStateNotify, XkbModifierLockMask, 0);
   listening_ = false;
-  decisions_.clear();
   swallowedHeld_.clear();
   drainSoon();
 }
@@ -398,20 +397,24 @@ const Decision* X11EventMonitors::Impl::findDecision(const x11::DeliveredKey& ke
 }
 
 bool X11EventMonitors::Impl::shouldSwallow(const x11::DeliveredKey& key) {
-  if (!listening_ || !hasActive(true))
-    return false;
-  const Decision* decision = findDecision(key);
-  if (decision == nullptr) {
+  // A key that ended the last local monitor (Escape ending a capture) was decided on before the
+  // monitor went: that decision still holds for the key event Qt delivers after it.
+  const Decision* decision = key.time != 0 ? findDecision(key) : nullptr;
+  if (decision == nullptr && listening_ && hasActive(true)) {
     // Qt's connection can be ahead of this one. Once this round trip returns, the raw event
     // (sent before the key event Qt holds) is in the queue; drain it through the monitors.
-    XSync(display_, False);
-    drain();
     decision = findDecision(key);
+    if (decision == nullptr) {
+      XSync(display_, False);
+      drain();
+      decision = findDecision(key);
+    }
   }
   if (decision != nullptr)
     return decision->swallowed;
   // Auto-repeat makes no raw events: repeats of a swallowed key stay swallowed.
-  return key.press && key.autoRepeat && swallowedHeld_.contains(key.keycode);
+  return listening_ && hasActive(true) && key.press && key.autoRepeat &&
+         swallowedHeld_.contains(key.keycode);
 }
 
 X11EventMonitors::X11EventMonitors(std::shared_ptr<SyntheticKeyLedger> ownKeys)
