@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Word error rate and real-time factor of murvel-cloud's recognition, on the sentences of
 # bench/sentences.txt spoken by flite in the voices slt, awb and rms and converted by sox to
-# 16 kHz mono 16-bit WAV. Starts its own murvel-cloud on a free loopback port with a throwaway
-# data directory, and stops it after.
+# 16 kHz mono 16-bit WAV, and on the recordings of people in ../shared/speech (beside the
+# repository, with their transcripts in refs.tsv), when they are there. Starts its own
+# murvel-cloud on a free loopback port with a throwaway data directory, and stops it after.
 #
 #   bench/cloud.sh             (MURVEL_BENCH_VERBOSE=1 also prints each misheard sentence)
 set -euo pipefail
@@ -46,3 +47,12 @@ base="${base%/api}"
 
 echo "Recognition by murvel-cloud of $(grep -c . bench/sentences.txt) flite sentences per voice, one request at a time, $(nproc) cores:"
 ./build/default/bench/murvel_bench_cloud "$base" bench/sentences.txt "$work" "${voices[@]}"
+
+speech=../shared/speech
+if [ -f "$speech/refs.tsv" ]; then
+  echo
+  echo "Recognition by murvel-cloud of $(($(grep -c . "$speech/refs.tsv") - 1)) recordings of people in $speech, one request at a time:"
+  ./build/default/bench/murvel_bench_cloud "$base" --people "$speech"
+else
+  echo "no recordings of people in $speech: only the flite voices were measured" >&2
+fi

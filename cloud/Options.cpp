@@ -110,7 +110,7 @@ CommandLine parseCommandLine(const std::vector<std::string>& arguments,
     const std::size_t equals = argument.find('=');
     const std::string name = argument.substr(0, equals);
     const auto setter = valued.find(name);
-    if (setter == valued.end())
+    if (setter == valued.end() && !isRecognizerOption(name))
       return refuse("unknown option \"" + argument + "\"");
     std::string value;
     if (equals != std::string::npos) {
@@ -120,9 +120,13 @@ CommandLine parseCommandLine(const std::vector<std::string>& arguments,
     } else {
       return refuse(name + " needs a value");
     }
-    if (auto problem = setter->second(value))
+    if (auto problem = setter != valued.end()
+                           ? setter->second(value)
+                           : setRecognizerOption(name, value, options.recognizer))
       return refuse(*problem);
   }
+  if (auto problem = recognizerOptionsProblem(options.recognizer))
+    return refuse(*problem);
   if (!dataDirectoryGiven) {
     const auto directory = defaultDataDirectory(environment);
     if (!directory)
@@ -153,6 +157,17 @@ Options:
   --keep-alive S      seconds an idle connection stays open (default 120)
   --issue-key EMAIL   make an access key for EMAIL (making its account if it is new), print
                       it and exit; for scripts and for clients that cannot sign in by browser
+  --recognizer URL    send each recording to the speech recogniser at URL instead of decoding
+                      it here: a server of the common audio-transcription interface
+                      (POST URL/audio/transcriptions), such as http://127.0.0.1:8000/v1 on
+                      this computer or https://HOST/v1; plain http only to this computer.
+                      Without it no recording leaves this computer
+  --recognizer-model NAME       the model the server should use (needed with --recognizer)
+  --recognizer-key-file FILE    the server's API key, else $MURVEL_RECOGNIZER_KEY, else none
+  --recognizer-language CODE    the language spoken (ISO 639-1, such as en), else the server's
+                                own guess
+  --recognizer-prompt TEXT      words the server should expect, such as names
+  --recognizer-timeout S        seconds to wait for the server (default 30)
   --version           print the version and exit
   -h, --help          print this help and exit
 

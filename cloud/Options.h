@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "cloud/RecognizerOptions.h"
+
 namespace murvel::cloud {
 
 // How the service runs, as the operator set it on the command line.
@@ -20,6 +22,7 @@ struct Options {
   int keepAliveSeconds = 120;
   // With --issue-key: make an access key for this address, print it and stop.
   std::optional<std::string> issueKeyFor;
+  RecognizerOptions recognizer;  // by default, recordings are decoded here
 
   friend bool operator==(const Options&, const Options&) = default;
 };

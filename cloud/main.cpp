@@ -18,6 +18,7 @@
 #include "cloud/Options.h"
 #include "cloud/RecognitionQueue.h"
 #include "cloud/Recognizer.h"
+#include "cloud/RemoteRecognizer.h"
 #include "cloud/Service.h"
 #include "cloud/Store.h"
 
@@ -71,6 +72,31 @@ bool prepareDataDirectory(const std::filesystem::path& directory, std::string& p
   return true;
 }
 
+// The recogniser's API key: the first line of --recognizer-key-file, else
+// $MURVEL_RECOGNIZER_KEY, else none (servers on this computer often want none).
+bool readRecognizerKey(const RecognizerOptions& remote, std::string& key, std::string& problem) {
+  if (remote.keyFile.empty()) {
+    key = environmentValue("MURVEL_RECOGNIZER_KEY").value_or("");
+    return true;
+  }
+  std::FILE* file = std::fopen(remote.keyFile.c_str(), "r");
+  if (file == nullptr) {
+    problem = "cannot read the recogniser's key from " + remote.keyFile.string();
+    return false;
+  }
+  char line[4096] = {};
+  const bool read = std::fgets(line, sizeof line, file) != nullptr;
+  std::fclose(file);
+  key = read ? line : "";
+  while (!key.empty() && (key.back() == '\n' || key.back() == '\r' || key.back() == ' '))
+    key.pop_back();
+  if (key.empty()) {
+    problem = "the recogniser's key file " + remote.keyFile.string() + " is empty";
+    return false;
+  }
+  return true;
+}
+
 int run(const Options& options) {
   std::string problem;
   if (!prepareDataDirectory(options.dataDirectory, problem))
@@ -97,7 +123,18 @@ int run(const Options& options) {
   std::signal(SIGPIPE, SIG_IGN);
 
   std::vector<DecodeFunction> decoders;
-  for (int i = 0; i < options.decoders; ++i) {
+  const RecognizerOptions& remote = options.recognizer;
+  std::string apiKey;
+  if (!remote.url.empty() && !readRecognizerKey(remote, apiKey, problem))
+    return fail(problem);
+  // With a recogniser elsewhere, each worker sends its recording there; --decoders still
+  // bounds how many are under way at once.
+  for (int i = 0; i < options.decoders && !remote.url.empty(); ++i) {
+    decoders.push_back([remote, apiKey](std::span<const std::int16_t> samples) {
+      return recognizeRemotely(remote, apiKey, samples);
+    });
+  }
+  for (int i = 0; i < options.decoders && remote.url.empty(); ++i) {
     auto recognizer = Recognizer::load(options.modelDirectory);
     if (!recognizer.ok())
       return fail(recognizer.problem());
@@ -139,6 +176,10 @@ int run(const Options& options) {
   writeLog("listening on " + host + ":" + std::to_string(port.value()) + " with " +
            std::to_string(options.decoders) + " decoders, data in " +
            options.dataDirectory.string());
+  if (!remote.url.empty()) {
+    writeLog("recordings go to the speech recogniser at " + hostOf(remote.url).value_or("?") +
+             (apiKey.empty() ? ", without a key" : ", with a key"));
+  }
 
   const bool served = service.serve();
   // Wakes the stopper when the service ended by itself.
