@@ -24,6 +24,7 @@ packages=(
   openbox trayer openssl curl
   # a headless Wayland desktop: compositor, a native terminal, keys, clipboard and screenshots
   sway foot wtype wl-clipboard grim
+  xwayland  # the app is an X11 client of XWayland on a Wayland desktop
 )
 
 sudo_cmd=()

@@ -50,4 +50,11 @@ std::string murvelHotkeyHintText() {
   return "Fn, Right Command, Right Option, Right Control, or Caps Lock";
 }
 
+std::optional<KeyEvent> murvelHotkeyEvent(std::string_view value, bool down) {
+  const auto option = murvelHotkeyOption(value);
+  if (!option)
+    return std::nullopt;
+  return KeyEvent{KeyEventType::flagsChanged, option->keyCode, down ? option->modifierFlag : 0};
+}
+
 }  // namespace murvel

@@ -28,6 +28,10 @@ const std::vector<MurvelHotkeyOption>& murvelHotkeyOptions();
 // The option whose token equals `value` once trimmed of whitespace and lower-cased, or nothing.
 std::optional<MurvelHotkeyOption> murvelHotkeyOption(std::string_view value);
 
+// The modifier-change event that the key of hotkey `value` makes going down or coming up, with
+// no other modifier held; nothing for an unknown hotkey.
+std::optional<KeyEvent> murvelHotkeyEvent(std::string_view value, bool down);
+
 // The option whose key went down in this modifier-change event, or nothing.
 std::optional<MurvelHotkeyOption> murvelHotkeyCaptureOption(const KeyEvent& event);
 

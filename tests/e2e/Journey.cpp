@@ -116,6 +116,12 @@ std::vector<std::string> words(const std::string& text) {
 
 }  // namespace
 
+std::optional<std::string> signInLink(const std::string& email, std::string& problem) {
+  return followSignIn(serviceBase + "/auth/start?email=" + urlEncoded(email) +
+                          "&redirect_uri=" + urlEncoded("murvel://auth"),
+                      problem);
+}
+
 Programs builtPrograms() {
   return {MURVEL_UNDER_TEST, MURVEL_CLOUD, MURVEL_TARGET_WINDOW, MURVEL_TEST_BROWSER};
 }

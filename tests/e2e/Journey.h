@@ -48,6 +48,10 @@ class TargetWindow {
   Process process_;
 };
 
+// The murvel: link that the service's sign-in sends a browser back to, for `email`, as the
+// browser would follow it; nothing, and why in `problem`, if it does not.
+std::optional<std::string> signInLink(const std::string& email, std::string& problem);
+
 // The share of words to substitute, insert or delete to turn `heard` into `said`, ignoring case
 // and punctuation; 1 when nothing was said.
 double wordErrorRate(const std::string& said, const std::string& heard);

@@ -24,7 +24,7 @@ FakePlatform::FakePlatform(RealFamilies real)
                workspace,
                sounds,
                keychain,
-               eventMonitors,
+               real.eventMonitors != nullptr ? *real.eventMonitors : eventMonitors,
                real.urlSessions != nullptr ? *real.urlSessions : urlSessions,
                pasteboard,
                keyEventPoster,

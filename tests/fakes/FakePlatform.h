@@ -32,6 +32,7 @@ class TemporaryDirectory {
 struct RealFamilies {
   UrlSessions* urlSessions = nullptr;        // requests go out for real
   StandardOutput* standardOutput = nullptr;  // trace lines reach the process's output
+  EventMonitors* eventMonitors = nullptr;    // monitors in front of the fake ones
 };
 
 struct FakePlatform {

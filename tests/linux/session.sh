@@ -1,11 +1,16 @@
 #!/usr/bin/env bash
 # Runs a command inside a private desktop session made for it, and tears the session down after.
 #
-#   session.sh [--x11] [--wm] [--tray] [--bus] [--keyring] [--pulse --mic FEEDER] -- command [args...]
+#   session.sh [--x11] [--wm] [--tray] [--wayland PROGRAM] [--bus] [--keyring] [--pulse --mic FEEDER]
+#              -- command [args...]
 #
 #   --x11      an Xvfb display (DISPLAY)
 #   --wm       an EWMH window manager on it, openbox (implies --x11)
 #   --tray     a system tray along the top edge of the screen, trayer (implies --wm)
+#   --wayland  a headless sway with XWayland (WAYLAND_DISPLAY, DISPLAY, SWAYSOCK) whose two key
+#              bindings tell PROGRAM that Right Control went down and came up
+#              (`PROGRAM --hotkey press|release`), as a person would set them up. sway refuses to
+#              run as root: run as root, the whole session runs as the user nobody.
 #   --bus      a D-Bus session bus (DBUS_SESSION_BUS_ADDRESS)
 #   --keyring  an unlocked Secret Service keyring on that bus (implies --bus)
 #   --pulse    a PulseAudio server whose default source is "vmic", a virtual microphone that
@@ -19,11 +24,15 @@
 set -euo pipefail
 
 want_x11=0 want_wm=0 want_tray=0 want_bus=0 want_keyring=0 want_pulse=0 mic_feeder=
+want_wayland=0 hotkey_program=
+arguments=("$@")
 while [ $# -gt 0 ]; do
   case "$1" in
     --x11) want_x11=1 ;;
     --wm) want_wm=1 want_x11=1 ;;
     --tray) want_tray=1 want_wm=1 want_x11=1 ;;
+    --wayland) [ $# -ge 2 ] || { echo "session.sh: --wayland needs the program its bindings run" >&2; exit 2; }
+      hotkey_program="$2" want_wayland=1; shift ;;
     --bus) want_bus=1 ;;
     --keyring) want_keyring=1 want_bus=1 ;;
     --pulse) want_pulse=1 ;;
@@ -40,12 +49,22 @@ if [ "$want_pulse" = 1 ] && [ ! -x "$mic_feeder" ]; then
   exit 2
 fi
 
+if [ "$want_wayland" = 1 ] && [ "$want_x11" = 1 ]; then
+  echo "session.sh: --wayland brings its own X server (XWayland); leave out --x11" >&2
+  exit 2
+fi
+# The compositor, and so everything that talks to it, runs as an ordinary user.
+if [ "$want_wayland" = 1 ] && [ "$(id -u)" = 0 ]; then
+  exec setpriv --reuid=nobody --regid=nogroup --clear-groups -- "$0" "${arguments[@]}"
+fi
+
 # Inside the bus session the rest of the script runs again, with the bus already there.
 if [ "$want_bus" = 1 ] && [ -z "${MURVEL_SESSION_BUS:-}" ]; then
   flags=()
   [ "$want_x11" = 1 ] && flags+=(--x11)
   [ "$want_wm" = 1 ] && flags+=(--wm)
   [ "$want_tray" = 1 ] && flags+=(--tray)
+  [ "$want_wayland" = 1 ] && flags+=(--wayland "$hotkey_program")
   [ "$want_keyring" = 1 ] && flags+=(--keyring)
   [ "$want_pulse" = 1 ] && flags+=(--pulse --mic "$mic_feeder")
   export MURVEL_SESSION_BUS=1
@@ -95,6 +114,26 @@ if [ "$want_x11" = 1 ]; then
   export DISPLAY=":$(head -n1 "$root/display")"
   # The private desktop is X11 alone: nothing started here may reach a Wayland compositor.
   unset WAYLAND_DISPLAY
+fi
+
+if [ "$want_wayland" = 1 ]; then
+  # The environment that sway gives the programs it starts names its sockets and XWayland's
+  # display; it is written once sway runs.
+  cat >"$root/sway.config" <<EOF
+output HEADLESS-1 resolution 1280x800
+xwayland enable
+bindsym --no-repeat Control_R exec '$hotkey_program' --hotkey press
+bindsym --release Control_R exec '$hotkey_program' --hotkey release
+exec env >'$root/sway.env.part' && mv '$root/sway.env.part' '$root/sway.env'
+EOF
+  WLR_BACKENDS=headless WLR_RENDERER=pixman WLR_LIBINPUT_NO_DEVICES=1 \
+    sway --config "$root/sway.config" >"$root/sway.log" 2>&1 &
+  pids+=($!)
+  await sway "$root/sway.log" test -s "$root/sway.env"
+  for name in WAYLAND_DISPLAY DISPLAY SWAYSOCK; do
+    export "$(grep -m1 "^$name=" "$root/sway.env")"
+  done
+  export XDG_SESSION_TYPE=wayland XDG_CURRENT_DESKTOP=sway
 fi
 
 if [ "$want_wm" = 1 ]; then

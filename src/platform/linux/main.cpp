@@ -10,7 +10,11 @@
 #include <csignal>
 #include <cstdio>
 #include <memory>
+#include <optional>
+#include <string_view>
 
+#include "hotkey/HotkeyCatalogue.h"
+#include "platform/HotkeyCommands.h"
 #include "platform/Platform.h"
 #include "platform/linux/audio/PulseAudioCaptureDevice.h"
 #include "platform/linux/audio/PulseAudioRecorderFactory.h"
@@ -32,8 +36,13 @@
 #include "platform/linux/ui/QtDateFormatter.h"
 #include "platform/linux/ui/QtStatusBar.h"
 #include "platform/linux/ui/QtWindowServer.h"
+#include "platform/linux/wayland/SwayWindows.h"
+#include "platform/linux/wayland/WaylandKeyEventPoster.h"
+#include "platform/linux/wayland/WaylandPasteboard.h"
+#include "platform/linux/wayland/WaylandSession.h"
 #include "platform/linux/x11/DisplayCheck.h"
 #include "platform/linux/x11/SyntheticKeyLedger.h"
+#include "platform/linux/x11/TerminalClasses.h"
 #include "platform/linux/x11/X11Accessibility.h"
 #include "platform/linux/x11/X11ActiveWindow.h"
 #include "platform/linux/x11/X11EventMonitors.h"
@@ -59,7 +68,23 @@ int main(int argc, char** argv) {
   using namespace murvel;
   using namespace murvel::linux_platform;
 
-  // Murvel lives on X11. Without a display Qt would abort; say what is missing instead.
+  // A desktop's key binding tells the running copy about the hotkey and ends: no display, no
+  // window, nothing started.
+  if (argc >= 2 && std::string_view(argv[1]) == "--hotkey") {
+    if (argc != 3 || !hotkeyCommandNamed(argv[2])) {
+      std::fprintf(stderr, "usage: murvel --hotkey press|release|toggle\n");
+      return 2;
+    }
+    QCoreApplication commandApplication(argc, argv);
+    if (!SingleInstance::handOverHotkeyCommand(argv[2])) {
+      std::fprintf(stderr, "Murvel is not running: start it first, then the hotkey works.\n");
+      return 1;
+    }
+    return 0;
+  }
+
+  // Murvel lives on X11 (on Wayland, as a client of XWayland). Without a display Qt would
+  // abort; say what is missing instead.
   if (const auto missing = x11::missingDisplay()) {
     std::fprintf(stderr, "%s\n", missing->c_str());
     return 1;
@@ -89,25 +114,58 @@ int main(int argc, char** argv) {
   PulseAudioRecorderFactory audioRecorders(pulse);
   PulseAudioCaptureDevice captureDevice(pulse);
   PulseAudioSounds sounds(pulse);
+  // On Wayland the other applications are reached through the compositor; Murvel's own
+  // windows, sound and stores stay as on X11.
+  const auto wayland = waylandSession();
+  if (wayland && instance.isPrimary())
+    std::fprintf(stderr, "%s\n", wayland->abilities().c_str());
   X11ActiveWindow activeWindow;
-  LinuxWorkspace workspace(
-      instance, WindowHooks{[&activeWindow] { return activeWindow.frontmostApplication(); },
-                            [&activeWindow](const RunningApplication& application) {
-                              activeWindow.activate(application);
-                            }});
+  std::optional<SwayWindows> swayWindows;
+  if (wayland && wayland->swaySocket)
+    swayWindows.emplace(*wayland->swaySocket);
+  const auto windowHooks =
+      swayWindows ? WindowHooks{[&swayWindows] { return swayWindows->frontmostApplication(); },
+                                [&swayWindows](const RunningApplication& application) {
+                                  swayWindows->activate(application);
+                                }}
+                  : WindowHooks{[&activeWindow] { return activeWindow.frontmostApplication(); },
+                                [&activeWindow](const RunningApplication& application) {
+                                  activeWindow.activate(application);
+                                }};
+  LinuxWorkspace workspace(instance, windowHooks);
   SecretKeychainBackend secretService;
   // The store answers over D-Bus on the main thread; after the first read the key comes from
   // memory.
   KeychainCache keychain(secretService);
   // The paste keystrokes Murvel sends must not come back as the user's own keys.
   auto ownKeys = std::make_shared<SyntheticKeyLedger>();
-  X11EventMonitors eventMonitors(ownKeys);
-  // X hardly ever sees Fn: without a key for it, Right Control is the hotkey until one is chosen.
-  // Registered, so in memory only: a stored choice always wins.
-  if (!eventMonitors.hasFunctionKey())
+  X11EventMonitors keyMonitors(ownKeys);
+  // Where the keys of other applications never reach Murvel, the desktop's key bindings say
+  // when the hotkey goes down and up (`murvel --hotkey ...`); they are heard as the key itself.
+  HotkeyCommandMonitors eventMonitors(keyMonitors, [&userDefaults](bool down) {
+    return murvelHotkeyEvent(Settings(userDefaults).hotkey(), down);
+  });
+  instance.setHotkeyReceiver(
+      [&eventMonitors](HotkeyCommand command) { eventMonitors.perform(command); });
+  // X hardly ever sees Fn, and a compositor's binding can name any key: without a key for Fn,
+  // Right Control is the hotkey until one is chosen. Registered, so in memory only: a stored
+  // choice always wins.
+  if (!keyMonitors.hasFunctionKey())
     userDefaults.registerDefaults(PropertyValue{{std::string(SettingsKey::hotkey), "right_ctrl"}});
-  X11KeyEventPoster keyEventPoster(ownKeys);
-  QtPasteboard pasteboard;
+  X11KeyEventPoster x11KeyEventPoster(ownKeys);
+  QtPasteboard x11Pasteboard;
+  WaylandPasteboard waylandPasteboard(x11Pasteboard);
+  Pasteboard& pasteboard =
+      wayland && wayland->hasWlCopy ? static_cast<Pasteboard&>(waylandPasteboard) : x11Pasteboard;
+  WaylandKeyEventPoster waylandKeyEventPoster(waylandPasteboard, [&swayWindows] {
+    const auto window = swayWindows ? swayWindows->focusedWindow() : std::nullopt;
+    return window &&
+           (x11::isTerminalClass(window->appId) || x11::isTerminalClass(window->windowClass) ||
+            x11::isTerminalClass(window->instance));
+  });
+  KeyEventPoster& keyEventPoster = wayland && wayland->hasWlCopy && wayland->canPostKeys()
+                                       ? static_cast<KeyEventPoster&>(waylandKeyEventPoster)
+                                       : x11KeyEventPoster;
   X11Accessibility accessibility;
   QtAlerts alerts;
   LinuxBundle bundle(MURVEL_VERSION);

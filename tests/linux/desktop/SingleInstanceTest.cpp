@@ -41,6 +41,8 @@ TEST(SingleInstance, HostileInputOnTheSocketIsDroppedAndServingGoesOn) {
   ASSERT_TRUE(instance.isPrimary());
   std::vector<std::string> received;
   instance.setUrlReceiver([&](const std::string& url) { received.push_back(url); });
+  std::vector<HotkeyCommand> commands;
+  instance.setHotkeyReceiver([&](HotkeyCommand command) { commands.push_back(command); });
   const QString server = QString::fromStdString(instance.serverName());
   // Whether the instance takes `bytes` on a connection of their own and then closes it.
   const auto send = [&](const QByteArray& bytes) {
@@ -59,12 +61,16 @@ TEST(SingleInstance, HostileInputOnTheSocketIsDroppedAndServingGoesOn) {
   for (const QByteArray& hostile :
        {huge + "\n", huge, "https://example.com/?login_token=x\n"_ba,
         "murvel://auth?login_token=\0\x01\x7f\n"_ba, "murvel://auth?login_token=\xff\xfe\n"_ba,
-        "\x00\x9f\x92\x96\n\x00"_ba}) {
+        "\x00\x9f\x92\x96\n\x00"_ba, "hotkey jump\n"_ba, "hotkey press now\n"_ba,
+        "HOTKEY press\n"_ba, "hotkey press"_ba, "hotkey murvel://auth?login_token=x\n"_ba}) {
     EXPECT_TRUE(send(hostile)) << hostile.left(40).toStdString();
   }
   EXPECT_TRUE(received.empty());
+  EXPECT_TRUE(commands.empty());
   EXPECT_TRUE(send("murvel://auth?login_token=ok\nmurvel://auth?login_token=second\n"));
   EXPECT_EQ(received, std::vector<std::string>{"murvel://auth?login_token=ok"});
+  EXPECT_TRUE(send("hotkey release\nhotkey press\n"));
+  EXPECT_EQ(commands, std::vector<HotkeyCommand>{HotkeyCommand::release});
 }
 
 // Where the lock may live as the environment stands. Under a fresh root lie "private", a

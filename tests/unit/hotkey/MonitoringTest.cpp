@@ -1,4 +1,5 @@
 #include "fakes/AppHarness.h"
+#include "platform/HotkeyCommands.h"
 
 namespace murvel::testing {
 namespace {
@@ -29,24 +30,100 @@ class MonitoringTest : public ::testing::Test {
   AppHarness h;
 };
 
+// Sequences of the chosen key's edges, and what they must start and stop. The key monitors and
+// the compositor's bindings (the hotkey commands) both go through this one table.
+struct EdgeRow {
+  std::string name;
+  std::string token;
+  std::vector<bool> downs;  // true for a press, false for a release
+  int starts, stops;
+  bool pressedAfter;
+};
+
+enum class Source { keyMonitor, hotkeyCommand };
+
+class EdgeFixture : public ::testing::Test {
+ protected:
+  EdgeFixture() {
+    h.fake.keychain.storeAccessKey("key");
+    h.prepareSession();
+  }
+  int starts() const {
+    return static_cast<int>(
+        std::count(h.fake.audioRecorders.log.begin(), h.fake.audioRecorders.log.end(), "record"));
+  }
+  int stops() const { return static_cast<int>(h.fake.sounds.played.size()) - starts(); }
+
+  FakeEventMonitors keys;
+  HotkeyCommandMonitors commands{keys, [this](bool down) {
+                                   return murvelHotkeyEvent(h.app->settings.hotkey(), down);
+                                 }};
+  AppHarness h{"https://murvel.test/api", RealFamilies{.eventMonitors = &commands}};
+};
+
+class EdgeSequenceTest : public EdgeFixture,
+                         public ::testing::WithParamInterface<std::tuple<EdgeRow, Source>> {};
+class HotkeyCommandTest : public EdgeFixture {};
+
+TEST_P(EdgeSequenceTest, OnlyEdgesStartAndStop) {
+  const auto& [row, source] = GetParam();
+  const auto& key = AppHarness::option(row.token);
+  h.app->settings.setHotkey(row.token);
+  h.app->setupHotkey();
+  for (const bool down : row.downs) {
+    if (source == Source::hotkeyCommand) {
+      commands.perform(down ? HotkeyCommand::press : HotkeyCommand::release);
+    } else {
+      // Other modifiers held play no part.
+      keys.sendGlobal(AppHarness::flagsChanged(
+          key.keyCode, (down ? key.modifierFlag : 0) | ModifierFlag::shift));
+    }
+  }
+  EXPECT_EQ(starts(), row.starts);
+  EXPECT_EQ(stops(), row.stops);
+  EXPECT_EQ(h.app->hotkeyPressed, row.pressedAfter);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Sequences, EdgeSequenceTest,
+    ::testing::Combine(
+        ::testing::Values(
+            EdgeRow{"PressRelease", "fn", {true, false}, 1, 1, false},
+            EdgeRow{"PressTwice", "right_cmd", {true, true, false}, 1, 1, false},
+            EdgeRow{"ReleaseTwice", "right_option", {true, false, false}, 1, 1, false},
+            EdgeRow{"ReleaseAlone", "right_ctrl", {false}, 0, 0, false},
+            EdgeRow{"PressAlone", "capslock", {true}, 1, 0, true},
+            EdgeRow{"TwoHolds", "right_ctrl", {true, false, true, false}, 2, 2, false}),
+        ::testing::Values(Source::keyMonitor, Source::hotkeyCommand)),
+    [](const auto& info) {
+      return std::get<0>(info.param).name +
+             (std::get<1>(info.param) == Source::keyMonitor ? "ByKey" : "ByCommand");
+    });
+
+TEST_F(HotkeyCommandTest, ToggleAlternatesAndFollowsAPress) {
+  h.app->settings.setHotkey("right_ctrl");
+  h.app->setupHotkey();
+  commands.perform(HotkeyCommand::toggle);
+  commands.perform(HotkeyCommand::toggle);
+  commands.perform(HotkeyCommand::press);
+  commands.perform(HotkeyCommand::toggle);  // the press is undone
+  EXPECT_EQ(starts(), 2);
+  EXPECT_EQ(stops(), 2);
+  EXPECT_EQ(hotkeyCommandNamed("toggle"), HotkeyCommand::toggle);
+  EXPECT_EQ(hotkeyCommandNamed("Press"), std::nullopt);
+}
+
 class EveryHotkeyTest : public MonitoringTest, public ::testing::WithParamInterface<std::string> {};
 
-TEST_P(EveryHotkeyTest, DecisionTableActsOnEdgesOnly) {
+// Another key with the same flag is not this key.
+TEST_P(EveryHotkeyTest, AnotherKeyWithTheSameFlagIsNotThisKey) {
   const auto& key = AppHarness::option(GetParam());
   choose(GetParam());
-  send(key.keyCode, key.modifierFlag | ModifierFlag::shift);  // other modifiers play no part
-  send(key.keyCode, key.modifierFlag);                        // down again: nothing
-  EXPECT_EQ(starts(), 1);
-  EXPECT_TRUE(h.app->hotkeyPressed);
-  send(key.keyCode, ModifierFlag::shift);
-  send(key.keyCode, 0);  // up again: nothing
-  EXPECT_EQ(stops(), 1);
-  EXPECT_FALSE(h.app->hotkeyPressed);
-
-  // Another key with the same flag is not this key.
   const std::uint16_t other =
       key.keyCode == KeyCode::function ? KeyCode::rightCommand : KeyCode::function;
   send(other, key.modifierFlag);
+  EXPECT_EQ(starts(), 0);
+  send(key.keyCode, key.modifierFlag);
   EXPECT_EQ(starts(), 1);
 }
 

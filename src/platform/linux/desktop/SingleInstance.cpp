@@ -22,6 +22,27 @@ constexpr std::size_t maxUndeliveredUrls = 16;
 // How long a later process waits on the running one, which may be busy, before giving up.
 constexpr int handOverTimeoutMs = 2000;
 
+// The line that carries a hotkey command: this prefix, then the command's name.
+constexpr std::string_view hotkeyPrefix = "hotkey ";
+
+std::string serverNameIn(const std::filesystem::path& directory) {
+  return (directory / ("murvel-" + std::to_string(::getuid()) + ".socket")).string();
+}
+
+bool sendLine(const QString& name, const QByteArray& line) {
+  QLocalSocket socket;
+  socket.connectToServer(name);
+  if (!socket.waitForConnected(handOverTimeoutMs))
+    return false;
+  socket.write(line);
+  while (socket.bytesToWrite() > 0) {
+    if (!socket.waitForBytesWritten(handOverTimeoutMs))
+      return false;
+  }
+  socket.disconnectFromServer();
+  return true;
+}
+
 }  // namespace
 
 SingleInstance::SingleInstance(int argc, const char* const* argv) {
@@ -41,7 +62,7 @@ SingleInstance::SingleInstance(int argc, const char* const* argv) {
     return;
   }
   const std::string prefix = "murvel-" + std::to_string(::getuid());
-  serverName_ = (*directory / (prefix + ".socket")).string();
+  serverName_ = serverNameIn(*directory);
 
   // Start-ups take turns: a primary keeps this lock until it listens, so that a later process
   // which finds the instance lock taken also finds the socket ready.
@@ -125,6 +146,19 @@ bool SingleInstance::handOver(const std::vector<std::string>& urls) {
   return true;
 }
 
+bool SingleInstance::handOverHotkeyCommand(std::string_view name) {
+  const auto directory = privateRuntimeDirectory();
+  if (!directory || !hotkeyCommandNamed(name))
+    return false;
+  const QByteArray line =
+      QByteArray::fromStdString(std::string(hotkeyPrefix) + std::string(name)) + '\n';
+  return sendLine(QString::fromStdString(serverNameIn(*directory)), line);
+}
+
+void SingleInstance::setHotkeyReceiver(std::function<void(HotkeyCommand)> receiver) {
+  hotkeyReceiver_ = std::move(receiver);
+}
+
 void SingleInstance::acceptConnections() {
   while (QLocalSocket* connection = server_->nextPendingConnection()) {
     const auto open = server_->findChildren<QLocalSocket*>(Qt::FindDirectChildrenOnly).size();
@@ -156,8 +190,14 @@ void SingleInstance::readMessage(QLocalSocket& connection) {
   // The read buffer bounds the line: at most the longest URL and its newline.
   const QByteArray line = connection.readLine();
   if (line.endsWith('\n')) {
-    if (auto url = acceptedMurvelUrl(std::string_view(line.constData(), line.size() - 1)))
+    const std::string_view text(line.constData(), static_cast<std::size_t>(line.size() - 1));
+    if (auto url = acceptedMurvelUrl(text)) {
       deliver(std::move(*url));
+    } else if (text.starts_with(hotkeyPrefix)) {
+      const auto command = hotkeyCommandNamed(text.substr(hotkeyPrefix.size()));
+      if (command && hotkeyReceiver_)
+        hotkeyReceiver_(*command);
+    }
   }
   // One URL per connection: whatever follows is not read.
   connection.abort();

@@ -5,7 +5,10 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
+
+#include "platform/HotkeyCommands.h"
 
 class QLocalServer;
 class QLocalSocket;
@@ -41,6 +44,15 @@ class SingleInstance {
   // thread. URLs that came while no receiver was set are delivered when one is set.
   void setUrlReceiver(std::function<void(const std::string&)> receiver);
 
+  // The primary hands each hotkey command from a later process (`murvel --hotkey press`, as a
+  // desktop's key binding runs it) to `receiver`, on the main thread. Commands that came while
+  // no receiver was set are dropped: a key heard late would start a dictation nobody holds.
+  void setHotkeyReceiver(std::function<void(HotkeyCommand)> receiver);
+
+  // Gives the running instance a hotkey command, in the process of a key binding; false when
+  // no instance answered.
+  static bool handOverHotkeyCommand(std::string_view name);
+
   // Where the primary listens, for the tests.
   std::string serverName() const { return serverName_; }
 
@@ -61,6 +73,7 @@ class SingleInstance {
   std::unique_ptr<InstanceLock> lock_;
   std::unique_ptr<QLocalServer> server_;
   std::function<void(const std::string&)> receiver_;
+  std::function<void(HotkeyCommand)> hotkeyReceiver_;
   std::vector<std::string> undelivered_;
 };
 
