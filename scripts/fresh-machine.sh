@@ -44,6 +44,8 @@ if [ "${1:-}" = "--inside" ]; then
   if [ -n "${MURVEL_FRESH_APT:-}" ]; then
     mount --bind "$MURVEL_FRESH_APT" "$root/var/cache/apt/archives"
     mounted+=("$root/var/cache/apt/archives")
+    # apt downloads as its own unprivileged user.
+    chroot "$root" chown _apt:root /var/cache/apt/archives/partial
   fi
   if [ -n "${MURVEL_FRESH_CCACHE:-}" ]; then
     mkdir -p "$root/var/cache/ccache"
@@ -121,6 +123,7 @@ if [ ! -f "$tarball" ]; then
   echo "== debootstrap --variant=minbase bookworm from $mirror"
   fresh_root="$(mktemp -d /var/tmp/murvel-debootstrap.XXXXXX)"
   debootstrap --variant=minbase bookworm "$fresh_root" "$mirror"
+  chmod 755 "$fresh_root"
   tar -C "$fresh_root" --numeric-owner -czf "$tarball.part" .
   mv "$tarball.part" "$tarball"
   rm -rf --one-file-system "$fresh_root"
@@ -131,6 +134,8 @@ fi
 
 root="$(mktemp -d /var/tmp/murvel-fresh-machine.XXXXXX)"
 tar -C "$root" --numeric-owner -xpzf "$tarball"
+# mktemp made it private; as the top of a machine it is open to every user.
+chmod 755 "$root"
 cp /etc/resolv.conf "$root/etc/resolv.conf"
 cat >"$root/etc/apt/sources.list" <<EOF
 deb $mirror bookworm main
