@@ -115,9 +115,15 @@ cleanup() {
   done
   exit "$status"
 }
+inner=""
+# An interrupted run ends the command at once: with its namespace goes everything it started.
+stop() {
+  if [ -n "$inner" ]; then kill -KILL "$inner" 2>/dev/null && wait "$inner" 2>/dev/null || true; fi
+  exit "$1"
+}
 trap cleanup EXIT
-trap 'exit 130' INT
-trap 'exit 143' TERM
+trap 'stop 130' INT
+trap 'stop 143' TERM
 
 if [ ! -f "$tarball" ]; then
   echo "== debootstrap --variant=minbase bookworm from $mirror"
@@ -152,7 +158,11 @@ if [ "${MURVEL_FRESH_CACHE:-1}" != 0 ]; then
   mkdir -p "$cache/apt-archives/partial" "$cache/ccache"
   export MURVEL_FRESH_APT="$cache/apt-archives" MURVEL_FRESH_CCACHE="$cache/ccache"
 fi
+# In the background, so that a signal to this script is acted on while the command runs.
+unshare --mount --pid --fork --kill-child --propagation private -- \
+  bash "$repo/scripts/fresh-machine.sh" --inside "$root" "$@" <&0 &
+inner=$!
 status=0
-unshare --mount --pid --fork --propagation private -- bash "$repo/scripts/fresh-machine.sh" \
-  --inside "$root" "$@" || status=$?
+wait "$inner" || status=$?
+inner=""
 exit "$status"
