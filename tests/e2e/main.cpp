@@ -21,6 +21,7 @@ int demonstrate(const fs::path& screenshots) {
   const fs::path work = fs::path(std::getenv("HOME")) / "demo";
   fs::create_directories(work);
   Journey journey(work);
+  journey.programs.murvel = MURVEL_DEMO_APP;
   const auto step = [&](const char* what, bool done) {
     std::printf("  %-44s %s\n", what, done ? "done" : "FAILED");
     std::fflush(stdout);
