@@ -49,7 +49,7 @@ struct CommandCase {
 class CommandLineTest : public ::testing::TestWithParam<CommandCase> {};
 
 TEST_P(CommandLineTest, AnswersAndEndsWithoutServing) {
-  TestDirectory directory;
+  murvel::test::TemporaryDirectory directory;
   CloudProcess process(GetParam().arguments, directory.path() / "output");
   EXPECT_EQ(process.exitStatus(), GetParam().status);
   EXPECT_THAT(process.log(), HasSubstr(GetParam().says));
@@ -72,7 +72,7 @@ INSTANTIATE_TEST_SUITE_P(
 // Keys survive the process being killed at any moment: the account database is written
 // through before a reply goes out.
 TEST(CloudProcessTest, AKeyIssuedBeforeAKillStillWorksAfterARestart) {
-  TestDirectory directory;
+  murvel::test::TemporaryDirectory directory;
   const std::string data = (directory.path() / "data").string();
   const std::vector<std::string> serve{"--port", "0", "--decoders", "1", "--data-dir", data};
   std::string key;

@@ -143,5 +143,33 @@ INSTANTIATE_TEST_SUITE_P(
                   dropTheDelegate}),
     [](const auto& info) { return info.param.name; });
 
+TEST(ExchangeTest, UploadCarriesTheRecordingWithItsFieldsInOrder) {
+  for (const auto& [mode, tone] :
+       std::vector<std::pair<std::string, std::string>>{{"off", ""}, {"smart", "bullets"}}) {
+    AppHarness h;
+    h.fake.keychain.storeAccessKey("secret-key");
+    h.prepareSession();
+    h.app->settings.setCleanupMode(mode);
+    h.app->settings.setDefaultTone("bullets");
+    h.app->setupHotkey();
+    h.press();
+    h.fake.dispatch.advance(2.0);
+    h.release();
+    h.fake.dispatch.runUntilIdle();
+    const auto uploads = h.fake.urlSessions.tasksFor("/transcribe");
+    ASSERT_EQ(uploads.size(), 1u);
+    const std::string id =
+        uploads[0]->request.valueForHTTPHeaderField("X-Murvel-Trace-ID").value_or("");
+    HttpHeaders expected = {{"Authorization", "Bearer secret-key"},   {"Content-Type", "audio/wav"},
+                            {"X-Murvel-Audio-Filename", "audio.wav"}, {"X-Murvel-Trace-ID", id},
+                            {"X-Murvel-Cleanup-Mode", mode},          {"Content-Length", "32044"}};
+    if (!tone.empty())
+      expected.push_back({"X-Murvel-Tone", tone});
+    EXPECT_EQ(uploads[0]->request.headers, expected) << mode;
+    EXPECT_THAT(id, ::testing::MatchesRegex("[0-9A-F]{8}"));
+    EXPECT_EQ(uploads[0]->uploadFile, h.recordingFile());
+  }
+}
+
 }  // namespace
 }  // namespace murvel::testing
