@@ -24,6 +24,8 @@ class PermissionsTest : public ::testing::Test {
 TEST_F(PermissionsTest, AccessibilityRecordNamesTheChosenHotkey) {
   h.app->settings.setHotkey("right_option");
   given(3, false);
+  EXPECT_EQ(h.app->permissionStates()[0].detail,
+            "Enabled. Murvel can hear you and start recording immediately.");
   EXPECT_EQ(h.app->permissionStates()[1],
             (MurvelPermissionState{MurvelPermissionKind::accessibility, "Accessibility",
                                    "Off. Enable this so Right Option works while you stay in "
