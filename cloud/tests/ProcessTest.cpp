@@ -54,7 +54,7 @@ struct CommandCase {
 class CommandLineTest : public ::testing::TestWithParam<CommandCase> {};
 
 TEST_P(CommandLineTest, AnswersAndEndsWithoutServing) {
-  TestDirectory directory;
+  murvel::test::TemporaryDirectory directory;
   CloudProcess process(GetParam().arguments, directory.path() / "output");
   EXPECT_EQ(process.exitStatus(), GetParam().status);
   EXPECT_THAT(process.log(), HasSubstr(GetParam().says));
@@ -98,7 +98,7 @@ std::optional<std::string> signIn(httplib::Client& client, const std::string& em
 // A kill while recordings are recognised and sign-ins are under way loses no account whose key
 // went out, leaves no used token usable and the database whole.
 TEST(CloudProcessTest, AKillUnderLoadKeepsEveryKeyThatWentOut) {
-  TestDirectory directory;
+  murvel::test::TemporaryDirectory directory;
   const std::string data = (directory.path() / "data").string();
   const std::vector<std::string> serve{"--port", "0", "--decoders", "1", "--data-dir", data};
   std::mutex mutex;

@@ -37,7 +37,7 @@ class ServiceTest : public ::testing::Test {
 };
 RunningService* ServiceTest::service = nullptr;
 
-// Speech in three voices, recognised and cleaned in every mode and tone.
+// Speech recognised and cleaned in every mode and tone.
 struct SpeechCase {
   std::string voice;
   std::string mode;
@@ -73,24 +73,21 @@ TEST_P(SpeechTest, IsRecognisedAndCleanedAsTheModeAndToneAsk) {
 }
 
 std::vector<SpeechCase> speechCases() {
-  std::vector<SpeechCase> cases;
-  for (const std::string voice : {"slt", "awb", "rms"}) {
-    cases.push_back({voice, "off", "", "please send me the report by the end of the day",
-                     "please send me the report by the end of the day", "[a-z' ]+"});
-    cases.push_back({voice, "fast", "formal", "i will call you back after the meeting",
-                     "i will call you back after the meeting", "I will( [a-z']+)+"});
-    cases.push_back({voice, "smart", "auto", "what time does the train leave",
-                     "what time does the train leave", "What time does( [a-z']+)+\\?"});
-    cases.push_back({voice, "smart", "casual", "i do not think we are ready for the meeting",
-                     "i don't think we're ready for the meeting", "I don't think( [a-z']+)+"});
-    cases.push_back({voice, "smart", "formal", "i think it's time to go home",
-                     "i think it is time to go home", "I think it is( [a-z]+)+\\."});
-    cases.push_back({voice, "smart", "bullets",
-                     "first book a table then call the office and finally buy some bread",
-                     "book a table call the office buy some bread",
-                     "- [A-Z][a-z ]+\n- Call the office\n- Buy some bread"});
-  }
-  return cases;
+  // Each mode and tone once, the three voices in turn.
+  return {{"slt", "off", "", "please send me the report by the end of the day",
+           "please send me the report by the end of the day", "[a-z' ]+"},
+          {"awb", "fast", "formal", "i will call you back after the meeting",
+           "i will call you back after the meeting", "I will( [a-z']+)+"},
+          {"rms", "smart", "auto", "what time does the train leave",
+           "what time does the train leave", "What time does( [a-z']+)+\\?"},
+          {"slt", "smart", "casual", "i do not think we are ready for the meeting",
+           "i don't think we're ready for the meeting", "I don't think( [a-z']+)+"},
+          {"awb", "smart", "formal", "i think it's time to go home",
+           "i think it is time to go home", "I think it is( [a-z]+)+\\."},
+          {"rms", "smart", "bullets",
+           "first book a table then call the office and finally buy some bread",
+           "book a table call the office buy some bread",
+           "- [A-Z][a-z ]+\n- Call the office\n- Buy some bread"}};
 }
 
 INSTANTIATE_TEST_SUITE_P(Voices, SpeechTest, ::testing::ValuesIn(speechCases()),
@@ -148,28 +145,6 @@ INSTANTIATE_TEST_SUITE_P(
         RefusalCase{"NotWav", "/api/transcribe", withKey,
                     [] { return std::string("this is plain text, not audio"); }, 415,
                     "not a WAV file"},
-        RefusalCase{"WrongRate", "/api/transcribe", withKey,
-                    [] {
-                      return Speech::converted("awb", sentence, {"-r", "8000", "-b", "16"});
-                    },
-                    415, "8000 Hz"},
-        RefusalCase{
-            "Stereo", "/api/transcribe", withKey,
-            [] {
-              return Speech::converted("rms", sentence, {"-r", "16000", "-c", "2", "-b", "16"});
-            },
-            415, "2 channels"},
-        RefusalCase{
-            "Float", "/api/transcribe", withKey,
-            [] {
-              return Speech::converted("slt", sentence, {"-r", "16000", "-e", "floating-point"});
-            },
-            415, "floating-point"},
-        RefusalCase{"TruncatedHeader", "/api/transcribe", withKey,
-                    [] { return Speech::wav("slt", sentence).substr(0, 20); }, 415,
-                    "ends inside the WAV header"},
-        RefusalCase{"Empty", "/api/transcribe", withKey, [] { return std::string(); }, 415,
-                    "empty"},
         RefusalCase{"Silence", "/api/transcribe", withKey,
                     [] {
                       std::string wav = Speech::wav("slt", sentence);
@@ -192,8 +167,6 @@ INSTANTIATE_TEST_SUITE_P(
         RefusalCase{"CleanupWithoutKey", "/api/cleanup", [](auto&) { return httplib::Headers{}; },
                     [] { return std::string(R"({"text":"hi","mode":"fast","tone":"auto"})"); }, 401,
                     "No access key"},
-        RefusalCase{"CleanupNotJson", "/api/cleanup", bearer, [] { return std::string("text=hi"); },
-                    400, "not valid JSON"},
         RefusalCase{"CleanupBlank", "/api/cleanup", bearer,
                     [] { return std::string(R"({"text":"  \n","mode":"fast"})"); }, 400,
                     "no text to clean"},
@@ -205,9 +178,6 @@ INSTANTIATE_TEST_SUITE_P(
             "ExchangeUnknownToken", "/api/auth/exchange", [](auto&) { return httplib::Headers{}; },
             [] { return std::string(R"({"login_token":")") + std::string(64, 'f') + "\"}"; }, 401,
             "does not know this sign-in link"},
-        RefusalCase{"ExchangeNoToken", "/api/auth/exchange",
-                    [](auto&) { return httplib::Headers{}; }, [] { return std::string("{}"); }, 400,
-                    "login_token"},
         RefusalCase{"NoSuchEndpoint", "/api/transcribe/now", bearer, [] { return std::string(); },
                     404, "no endpoint POST /api/transcribe/now"}),
     [](const auto& info) { return std::string(info.param.name); });
@@ -322,20 +292,6 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(PageRefusal{"WebRedirect",
                                   "GET",
                                   "email=a%40b.c&redirect_uri=https%3A%2F%2Fevil.example%2F",
-                                  {},
-                                  400,
-                                  "own murvel: links"},
-                      PageRefusal{
-                          "NoRedirect", "GET", "email=a%40b.c", {}, 400, "own murvel: links"},
-                      PageRefusal{"NoAddress",
-                                  "GET",
-                                  "email=nobody&redirect_uri=murvel%3A%2F%2Fauth",
-                                  {},
-                                  400,
-                                  "no valid email address"},
-                      PageRefusal{"ContinueElsewhere",
-                                  "POST",
-                                  "email=a%40b.c&redirect_uri=http%3A%2F%2Fx",
                                   {},
                                   400,
                                   "own murvel: links"},

@@ -88,7 +88,7 @@ std::map<std::string, std::filesystem::path>& madeSpeech() {
   return made;
 }
 const std::filesystem::path& speechDirectory() {
-  static TestDirectory directory;
+  static murvel::test::TemporaryDirectory directory;
   return directory.path();
 }
 

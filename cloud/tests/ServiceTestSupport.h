@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-#include "TestDirectory.h"
+#include "TemporaryDirectory.h"
 #include "cloud/RecognitionQueue.h"
 #include "cloud/Service.h"
 #include "cloud/Store.h"
@@ -64,7 +64,7 @@ class RunningService {
   std::string accessKey(const std::string& email = "tester@example.com");
 
  private:
-  TestDirectory directory_;
+  murvel::test::TemporaryDirectory directory_;
   std::atomic<std::int64_t> clock_{1'700'000'000};
   mutable std::mutex logMutex_;
   std::vector<std::string> log_;

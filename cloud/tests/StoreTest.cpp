@@ -6,7 +6,7 @@
 #include <sstream>
 #include <thread>
 
-#include "TestDirectory.h"
+#include "TemporaryDirectory.h"
 #include "cloud/Secrets.h"
 #include "cloud/Store.h"
 
@@ -28,7 +28,7 @@ class StoreTest : public ::testing::Test {
     return issued.ok() ? issued.value().token : std::string();
   }
 
-  test::TestDirectory directory;
+  murvel::test::TemporaryDirectory directory;
 };
 
 struct TokenUse {

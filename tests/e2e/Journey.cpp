@@ -1,5 +1,7 @@
 #include "Journey.h"
 
+#include "cloud/WordErrorRate.h"
+
 #include <curl/curl.h>
 #include <signal.h>
 
@@ -100,20 +102,6 @@ std::optional<std::string> followSignIn(const std::string& url, std::string& pro
   return match[1].str();
 }
 
-std::vector<std::string> words(const std::string& text) {
-  std::vector<std::string> result;
-  std::string word;
-  for (char c : text + " ") {
-    if (std::isalnum(static_cast<unsigned char>(c)) || c == '\'') {
-      word += char(std::tolower(static_cast<unsigned char>(c)));
-    } else if (!word.empty()) {
-      result.push_back(word);
-      word.clear();
-    }
-  }
-  return result;
-}
-
 }  // namespace
 
 std::optional<std::string> signInLink(const std::string& email, std::string& problem) {
@@ -188,20 +176,7 @@ QRect TargetWindow::frame() const {
 }
 
 double wordErrorRate(const std::string& said, const std::string& heard) {
-  const auto reference = words(said), hypothesis = words(heard);
-  if (reference.empty())
-    return 1;
-  std::vector<std::size_t> previous(hypothesis.size() + 1), current(hypothesis.size() + 1);
-  for (std::size_t j = 0; j <= hypothesis.size(); ++j) previous[j] = j;
-  for (std::size_t i = 1; i <= reference.size(); ++i) {
-    current[0] = i;
-    for (std::size_t j = 1; j <= hypothesis.size(); ++j) {
-      current[j] = std::min({previous[j] + 1, current[j - 1] + 1,
-                             previous[j - 1] + (reference[i - 1] == hypothesis[j - 1] ? 0 : 1)});
-    }
-    std::swap(previous, current);
-  }
-  return double(previous[hypothesis.size()]) / double(reference.size());
+  return cloud::wordErrors(cloud::scoredWords(said), cloud::scoredWords(heard)).rate();
 }
 
 bool speakWhileHeld(const fs::path& wav, const std::string& key) {

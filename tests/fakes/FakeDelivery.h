@@ -30,7 +30,6 @@ class FakeKeyEventPoster final : public KeyEventPoster {
 
   std::vector<std::int32_t> sourceStates;
   std::vector<std::pair<std::int32_t, KeyboardEvent>> posted;
-  bool noSource = false;
 };
 
 }  // namespace murvel::testing

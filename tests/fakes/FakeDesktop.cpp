@@ -16,8 +16,6 @@ std::optional<MonitorToken> FakeEventMonitors::addLocalMonitor(
     std::uint64_t mask, std::function<std::optional<KeyEvent>(const KeyEvent&)> handler) {
   if (journal)
     journal->push_back("local monitor");
-  if (refuse)
-    return std::nullopt;
   local_[next_] = {mask, std::move(handler)};
   return next_++;
 }
@@ -26,14 +24,11 @@ std::optional<MonitorToken> FakeEventMonitors::addGlobalMonitor(
     std::uint64_t mask, std::function<void(const KeyEvent&)> handler) {
   if (journal)
     journal->push_back("global monitor");
-  if (refuse)
-    return std::nullopt;
   global_[next_] = {mask, std::move(handler)};
   return next_++;
 }
 
 void FakeEventMonitors::removeMonitor(MonitorToken token) {
-  removed.push_back(token);
   local_.erase(token);
   global_.erase(token);
 }

@@ -123,8 +123,6 @@ class FakeEventMonitors final : public EventMonitors {
   std::size_t globalCount() const { return global_.size(); }
   std::vector<std::uint64_t> localMasks() const;
 
-  bool refuse = false;  // set: the platform makes no monitor
-  std::vector<MonitorToken> removed;
   std::vector<std::string>* journal = nullptr;  // gets "local monitor" or "global monitor"
 
  private:

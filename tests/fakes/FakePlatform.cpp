@@ -4,18 +4,6 @@
 
 namespace murvel::testing {
 
-TemporaryDirectory::TemporaryDirectory() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "murvel-test-XXXXXX").string();
-  if (::mkdtemp(pattern.data()) == nullptr)
-    throw std::runtime_error("mkdtemp failed");
-  path_ = pattern;
-}
-
-TemporaryDirectory::~TemporaryDirectory() {
-  std::error_code error;
-  std::filesystem::remove_all(path_, error);
-}
-
 FakePlatform::FakePlatform(RealFamilies real)
     : platform{dispatch,
                userDefaults,

@@ -10,21 +10,11 @@
 #include "fakes/FakeStores.h"
 #include "fakes/VirtualDispatch.h"
 #include "platform/Platform.h"
+#include "support/TemporaryDirectory.h"
 
 namespace murvel::testing {
 
-// A fresh temporary directory, removed with the object.
-class TemporaryDirectory {
- public:
-  TemporaryDirectory();
-  ~TemporaryDirectory();
-  TemporaryDirectory(const TemporaryDirectory&) = delete;
-  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-  const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
+using TemporaryDirectory = murvel::test::TemporaryDirectory;
 
 // Every platform family as a fake, wired into one Platform. The workspace's temporary and
 // data directories lie in a private temporary directory.

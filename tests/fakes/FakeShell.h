@@ -16,29 +16,23 @@ namespace murvel::testing {
 class FakeStatusBar final : public StatusBar {
  public:
   std::shared_ptr<StatusItem> statusItemWithLength(double length) override {
-    items.push_back(std::make_shared<StatusItem>(length, !buttonless));
+    items.push_back(std::make_shared<StatusItem>(length, true));
     return items.back();
   }
-  void removeStatusItem(StatusItem& item) override {
-    item.remove();
-    removed.push_back(&item);
-  }
+  void removeStatusItem(StatusItem& item) override { item.remove(); }
 
-  bool buttonless = false;  // set: items come without a button
   std::vector<std::shared_ptr<StatusItem>> items;
-  std::vector<StatusItem*> removed;
 };
 
 class FakeWindowServer final : public WindowServer {
  public:
   void addWindow(Window& window) override { windows.push_back(&window); }
-  void addPopover(Popover& popover) override { popovers.push_back(&popover); }
+  void addPopover(Popover&) override {}
   bool hasSymbolImage(std::string_view name) override {
     return !missingSymbols.count(std::string(name));
   }
 
   std::vector<Window*> windows;
-  std::vector<Popover*> popovers;
   std::set<std::string> missingSymbols;
 };
 

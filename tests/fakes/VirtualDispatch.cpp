@@ -24,11 +24,8 @@ VirtualDispatch::VirtualDispatch()
     : start_(std::chrono::system_clock::time_point(std::chrono::seconds(1772366400))) {}
 
 void VirtualDispatch::async(std::function<void()> work) {
-  {
-    std::lock_guard lock(mutex_);
-    main_.push_back(std::move(work));
-  }
-  arrived_.notify_all();
+  std::lock_guard lock(mutex_);
+  main_.push_back(std::move(work));
 }
 
 void VirtualDispatch::asyncAfter(double seconds, std::shared_ptr<WorkItem> item) {
@@ -37,11 +34,8 @@ void VirtualDispatch::asyncAfter(double seconds, std::shared_ptr<WorkItem> item)
 }
 
 void VirtualDispatch::global(QualityOfService qos, std::function<void()> work) {
-  {
-    std::lock_guard lock(mutex_);
-    global_.emplace_back(qos, std::move(work));
-  }
-  arrived_.notify_all();
+  std::lock_guard lock(mutex_);
+  global_.emplace_back(qos, std::move(work));
 }
 
 std::shared_ptr<Timer> VirtualDispatch::scheduledRepeatingTimer(double interval,
@@ -145,23 +139,6 @@ void VirtualDispatch::advance(double seconds) {
   runUntilIdle();
 }
 
-bool VirtualDispatch::runUntil(const std::function<bool()>& done, double timeoutSeconds) {
-  const auto deadline = std::chrono::steady_clock::now() +
-                        std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-                            std::chrono::duration<double>(timeoutSeconds));
-  while (true) {
-    runUntilIdle();
-    if (done())
-      return true;
-    if (std::chrono::steady_clock::now() >= deadline)
-      return false;
-    // Short waits, so a condition that turns true off the queues is seen too.
-    std::unique_lock lock(mutex_);
-    arrived_.wait_for(lock, std::chrono::milliseconds(20),
-                      [this] { return !main_.empty() || !global_.empty(); });
-  }
-}
-
 std::vector<std::function<void()>> VirtualDispatch::takeGlobalWork() {
   std::lock_guard lock(mutex_);
   std::vector<std::function<void()>> taken;
@@ -196,13 +173,6 @@ std::size_t VirtualDispatch::validTimerCount() const {
   std::lock_guard lock(mutex_);
   return static_cast<std::size_t>(std::count_if(timers_.begin(), timers_.end(),
                                                 [](const auto& timer) { return timer->valid; }));
-}
-
-std::size_t VirtualDispatch::pendingDelayedCount() const {
-  std::lock_guard lock(mutex_);
-  return static_cast<std::size_t>(
-      std::count_if(delayed_.begin(), delayed_.end(),
-                    [](const Delayed& delayed) { return !delayed.item->isCancelled(); }));
 }
 
 }  // namespace murvel::testing

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <mutex>
@@ -31,9 +30,6 @@ class VirtualDispatch final : public Dispatch {
   // Moves the clock forward, firing delayed work and timers at their moments, and drains the
   // queues after each.
   void advance(double seconds);
-  // For work that arrives from real threads: drains and waits (in real time, at most
-  // `timeoutSeconds`) until `done` holds. Returns whether it did.
-  bool runUntil(const std::function<bool()>& done, double timeoutSeconds = 10.0);
 
   // The global work waiting, taken out of the queue so a test can run it in any order.
   std::vector<std::function<void()>> takeGlobalWork();
@@ -43,7 +39,6 @@ class VirtualDispatch final : public Dispatch {
   void discardAll();
 
   std::size_t validTimerCount() const;
-  std::size_t pendingDelayedCount() const;
   // Seconds since the clock's start.
   double elapsed() const;
 
@@ -59,7 +54,6 @@ class VirtualDispatch final : public Dispatch {
   bool fireNextDueBy(double limit);
 
   mutable std::mutex mutex_;
-  std::condition_variable arrived_;
   std::deque<std::function<void()>> main_;
   std::deque<std::pair<QualityOfService, std::function<void()>>> global_;
   std::vector<Delayed> delayed_;

@@ -66,18 +66,6 @@ std::string patternBytes(std::size_t size, unsigned seed) {
   return bytes;
 }
 
-NetTest::NetTest() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "murvel-net-XXXXXX").string();
-  if (!mkdtemp(pattern.data()))
-    throw std::runtime_error("no temporary directory");
-  directory = pattern;
-}
-
-NetTest::~NetTest() {
-  std::error_code ignored;
-  std::filesystem::remove_all(directory, ignored);
-}
-
 std::filesystem::path NetTest::writeFile(const std::string& name, const std::string& bytes) const {
   const std::filesystem::path file = directory / name;
   std::ofstream(file, std::ios::binary).write(bytes.data(), std::streamsize(bytes.size()));

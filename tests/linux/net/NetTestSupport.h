@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "TemporaryDirectory.h"
 #include "platform/linux/net/CurlUrlSessions.h"
 #include "platform/linux/net/UrlErrors.h"
 
@@ -56,12 +57,11 @@ std::string patternBytes(std::size_t size, unsigned seed = 1);
 // directory for files to upload.
 class NetTest : public ::testing::Test {
  protected:
-  NetTest();
-  ~NetTest() override;
   // Writes `bytes` to a new file of that name in the directory.
   std::filesystem::path writeFile(const std::string& name, const std::string& bytes) const;
 
-  std::filesystem::path directory;
+  TemporaryDirectory temporary;
+  std::filesystem::path directory = temporary.path();
   CompletionLog log;
   linux_platform::CurlUrlSessions sessions;
   std::shared_ptr<UrlSession> session = sessions.sessionWithConfiguration(configuration());

@@ -1,12 +1,13 @@
 #include "platform/linux/stores/FileUserDefaults.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+
+#include "TemporaryDirectory.h"
 
 namespace murvel::linux_platform {
 namespace {
@@ -25,19 +26,12 @@ void writeBytes(const fs::path& file, const std::string& bytes) {
 
 class FileUserDefaultsTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    std::string pattern = (fs::temp_directory_path() / "murvel-defaults.XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir_ = pattern;
-    file_ = dir_ / "murvel" / "settings.json";
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-
   // The file as a later run reads it.
   PropertyValue onDisk() const { return PropertyValue::parse(readBytes(file_)); }
 
-  fs::path dir_;
-  fs::path file_;
+  murvel::test::TemporaryDirectory temporary_;
+  fs::path dir_ = temporary_.path();
+  fs::path file_ = dir_ / "murvel" / "settings.json";
 };
 
 TEST_F(FileUserDefaultsTest, ValuesPersistAcrossInstancesWithTheirTypes) {

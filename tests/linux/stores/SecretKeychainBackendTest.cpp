@@ -92,18 +92,15 @@ class SecretKeychainBackendTest : public ::testing::Test {
   SecretKeychainBackend backend_;
 };
 
-TEST_F(SecretKeychainBackendTest, NothingStoredLoadsAndDeletesAsNotFound) {
-  EXPECT_EQ(load("user"), notFound);
-  EXPECT_EQ(remove("user"), errSecItemNotFound);
-}
-
 TEST_F(SecretKeychainBackendTest, SavingAgainLeavesOneItemWithTheLatestValue) {
+  EXPECT_EQ(load("user"), notFound);
   ASSERT_EQ(save("user", "first-key"), errSecSuccess);
   ASSERT_EQ(save("user", "second-key"), errSecSuccess);
   EXPECT_EQ(load("user"), found("second-key"));
   EXPECT_EQ(countItems("user"), 1);
   EXPECT_EQ(remove("user"), errSecSuccess);
   EXPECT_EQ(load("user"), notFound);
+  EXPECT_EQ(remove("user"), errSecItemNotFound);
 }
 
 TEST_F(SecretKeychainBackendTest, DataRoundTripsByteForByte) {

@@ -114,14 +114,15 @@ class ScreenTest : public ::testing::Test {
   }
 
   bool launched() const {
-    for (int i = 0; i < 3000; ++i) {
-      for (const auto& request : service_.requests()) {
-        if (request.requestLine.starts_with("HEAD /api/health"))
-          return true;
-      }
-      std::this_thread::sleep_for(10ms);
-    }
-    return false;
+    return murvel::test::waitFor(
+        [&] {
+          for (const auto& request : service_.requests()) {
+            if (request.requestLine.starts_with("HEAD /api/health"))
+              return true;
+          }
+          return false;
+        },
+        30s);
   }
 
   static std::optional<QRect> trayIcon() { return e2e::trayIcon("murvel_under_test"); }
@@ -167,18 +168,6 @@ class ScreenTest : public ::testing::Test {
     return app.waitForWindow(isMenu);
   }
 
-  // The Settings window, opened from the menu.
-  std::optional<json> openSettings(App& app, const QRect& icon) {
-    const auto menu = openMenu(app, icon);
-    if (!menu)
-      return std::nullopt;
-    const auto entry = menuEntry(*menu, "Settings");
-    if (!entry)
-      return std::nullopt;
-    click(*entry);
-    return app.waitForWindow(isSettings);
-  }
-
   fs::path home_;
   std::atomic<int> transcriptions_{0};
   Server service_;
@@ -208,22 +197,15 @@ TEST_F(ScreenTest, PanelOpensUnderTheTrayIconAndShowsEachStateOfADictation) {
   EXPECT_LE(frame.left(), icon->center().x());
   EXPECT_GE(frame.right(), icon->center().x());
 
+  // The texts the panel's own rendering does not already answer for: that each state reaches the
+  // screen, and the words that came back from the service.
   const std::vector<PanelState> states{
-      {"idle",
-       "",
-       {"Murvel Dictation", "✦ Fast cleanup", "Dictate", "History", "Account"},
-       "Record"},
-      {"recording",
-       "keydown Control_R",
-       {"Listening…", "Release Right Control to stop and transcribe", "Recording…"},
-       "Stop"},
-      {"done",
-       "keyup Control_R",
-       {"Pasted!", "Meet me at noon by the river.", "Copy Result"},
-       "Record"},
+      {"idle", "", {"Murvel Dictation"}, "Record"},
+      {"recording", "keydown Control_R", {"Listening…"}, "Stop"},
+      {"done", "keyup Control_R", {"Pasted!", "Meet me at noon by the river."}, "Record"},
       {"error",
        "keydown Control_R sleep 0.6 keyup Control_R",
-       {"Error", "Something went wrong", "The service is busy right now."},
+       {"Error", "The service is busy right now."},
        "Record"},
   };
   for (const PanelState& state : states) {
@@ -309,82 +291,6 @@ TEST_F(ScreenTest, RightClickMenuOpensSettingsWithItsFourTabsAndQuits) {
   click(menuEntry(*again, "Quit Murvel").value());
   EXPECT_EQ(app.exitStatus(), 0);
 }
-
-// One step of a hotkey capture: a click on the button with this title, or a key pressed.
-struct PickerStep {
-  const char* click;
-  const char* key;
-  const char* buttonShows;
-};
-
-// A surface with a hotkey picker, and a capture carried out on it.
-struct PickerSurface {
-  const char* name;
-  bool settingsWindow;
-  std::vector<PickerStep> steps;
-  const char* popUpShows;
-};
-
-class HotkeyPickerTest : public ScreenTest, public ::testing::WithParamInterface<PickerSurface> {};
-
-TEST_P(HotkeyPickerTest, HearsEscapeOrdinaryKeysAndModifiersOfItsOwnWindow) {
-  const PickerSurface& surface = GetParam();
-  signedIn();
-  App app(home_);
-  ASSERT_TRUE(launched());
-  const auto icon = trayIcon();
-  ASSERT_TRUE(icon);
-  const auto matches = [&](const json& window) {
-    return surface.settingsWindow ? isSettings(window) : isPanel(window);
-  };
-  auto window = surface.settingsWindow ? openSettings(app, *icon) : openPanel(app, *icon);
-  ASSERT_TRUE(window);
-  if (surface.settingsWindow) {
-    ASSERT_TRUE(app.showTab(isSettings, "Preferences", "Pick Button…"));
-  }
-  for (const PickerStep& step : surface.steps) {
-    SCOPED_TRACE(step.click != nullptr ? step.click : step.key);
-    if (step.click != nullptr) {
-      window = app.waitForWindow([&](const json& candidate) {
-        return matches(candidate) && visibleWidgetWithText(candidate, step.click) != nullptr;
-      });
-      ASSERT_TRUE(window);
-      click(frameOf(*visibleWidgetWithText(*window, step.click)).center());
-    } else {
-      ASSERT_TRUE(keys(std::string("key ") + step.key));
-    }
-    window = app.waitForWindow([&](const json& candidate) {
-      return matches(candidate) && visibleWidgetWithText(candidate, step.buttonShows) != nullptr;
-    });
-    ASSERT_TRUE(window) << "the pick button never read " << step.buttonShows;
-  }
-  const json* popUp = visibleWidgetOfClass(*window, "QComboBox");
-  ASSERT_NE(popUp, nullptr);
-  EXPECT_EQ(popUp->at("text"), surface.popUpShows);
-  const json settings = json::parse(
-      readWholeFile(home_ / ".config/murvel/com.murvel.mac.json").value_or("{}"), nullptr, false);
-  EXPECT_EQ(settings.value("hotkey", ""), "right_cmd");
-  EXPECT_EQ(app.terminate(), 0);
-}
-
-INSTANTIATE_TEST_SUITE_P(Surfaces, HotkeyPickerTest,
-                         ::testing::Values(PickerSurface{"Panel",
-                                                         false,
-                                                         {{"Map", nullptr, "Wait"},
-                                                          {nullptr, "a", "Retry"},
-                                                          {nullptr, "Escape", "Done"},
-                                                          {"Map", nullptr, "Wait"},
-                                                          {nullptr, "Super_R", "Picked"}},
-                                                         "Right ⌘"},
-                                           PickerSurface{"SettingsWindow",
-                                                         true,
-                                                         {{"Pick Button…", nullptr, "Press a key…"},
-                                                          {nullptr, "a", "Use a supported key"},
-                                                          {nullptr, "Escape", "Cancelled"},
-                                                          {"Pick Button…", nullptr, "Press a key…"},
-                                                          {nullptr, "Super_R", "Picked Right ⌘"}},
-                                                         "Right Command ⌘"}),
-                         [](const auto& info) { return std::string(info.param.name); });
 
 // How many pixels of `image` stand out from its top-left corner, the background.
 int inkOf(const QImage& image) {

@@ -1,19 +1,7 @@
-#include "dictation/RecorderSettings.h"
 #include "fakes/AppHarness.h"
 
 namespace murvel::testing {
 namespace {
-
-TEST(AudioCaptureTest, RecorderSettingsDescribe16kHzMono16BitPCM) {
-  const RecorderSettings expected{{"AVFormatIDKey", std::int64_t{0x6C70636D}},
-                                  {"AVSampleRateKey", 16000.0},
-                                  {"AVNumberOfChannelsKey", std::int64_t{1}},
-                                  {"AVLinearPCMBitDepthKey", std::int64_t{16}},
-                                  {"AVLinearPCMIsFloatKey", false},
-                                  {"AVLinearPCMIsBigEndianKey", false},
-                                  {"AVLinearPCMIsNonInterleaved", false}};
-  EXPECT_EQ(murvelRecorderSettings(), expected);
-}
 
 TEST(AudioCaptureTest, EveryRecordingGoesToTheOneFileInTheTemporaryDirectory) {
   AppHarness h;

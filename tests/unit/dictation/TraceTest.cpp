@@ -39,11 +39,6 @@ TEST(TraceLineTest, MapsPrintAsPlainTextAndAnEmptyMapStillPrints) {
               ::testing::EndsWith(" server_timings={}\n"));
 }
 
-TEST(TraceLineTest, LargeAndNegativeFloatsKeepOneDecimalWithoutGrouping) {
-  EXPECT_EQ(formatDictationTraceLine("ID", "e", {{"a", 1234567.891}, {"b", -0.04}}),
-            "[Murvel][ID][e] a=1234567.9 b=-0.0\n");
-}
-
 TEST(TraceIDTest, EightUpperCaseHexDigitsFreshEachTime) {
   const std::string first = makeTraceID();
   EXPECT_THAT(first, ::testing::MatchesRegex("[0-9A-F]{8}"));

@@ -1,5 +1,7 @@
 #include "fakes/AppHarness.h"
 #include "service/ServiceURL.h"
+#include "shell/OnboardingWindow.h"
+#include "stores/Keychain.h"
 
 namespace murvel::testing {
 namespace {
@@ -54,6 +56,55 @@ TEST_F(SignInLinkTest, LinksThatFailATestAreIgnored) {
   EXPECT_TRUE(exchangedTokens().empty());
   h.fake.urlEvents.deliver("murvel://auth?login_token=good");
   EXPECT_THAT(exchangedTokens(), ElementsAre("good"));
+}
+
+TEST(SignInExchangeTest, OnlyAReplyWithAKeySignsInAndAnyOtherKeepsTheOldKey) {
+  struct Row {
+    std::optional<std::string> reply;  // none: the service cannot be reached
+    long status;
+    std::optional<std::string> key;  // none: the sign-in failed
+    std::string email;
+  };
+  const std::string typed = "typed@example.com";
+  for (const Row& r :
+       {Row{R"({"access_key":"ak-9","email":"Real@Example.com"})", 201, "ak-9", "Real@Example.com"},
+        Row{R"({"access_key":"ak-2","email":""})", 200, "ak-2", typed},
+        Row{R"({"email":"a@b.c"})", 200, std::nullopt, typed},
+        Row{R"({"access_key":""})", 200, std::nullopt, typed},
+        Row{R"({"access_key":42})", 200, std::nullopt, typed},
+        Row{R"(["ak"])", 200, std::nullopt, typed},
+        Row{"Internal Server Error", 500, std::nullopt, typed},
+        Row{std::nullopt, 0, std::nullopt, typed}}) {
+    SCOPED_TRACE(r.reply.value_or("unreachable"));
+    AppHarness h;
+    h.app->applicationWillFinishLaunching();
+    h.prepareSession();
+    h.fake.keychain.storeAccessKey("old-key");
+    h.app->settings.setSignedInEmail(typed);
+    h.app->showOnboarding();
+    h.fake.urlEvents.deliver("murvel://auth?login_token=tok-1");
+    h.fake.dispatch.runUntilIdle();
+    const auto exchanges = h.fake.urlSessions.tasksFor("/auth/exchange");
+    ASSERT_EQ(exchanges.size(), 1u);
+    EXPECT_EQ(exchanges[0]->request.headers, (HttpHeaders{{"Content-Type", "application/json"}}));
+    if (r.reply)
+      h.fake.urlSessions.reply("/auth/exchange", r.reply, r.status);
+    else
+      h.fake.urlSessions.fail("/auth/exchange", {"net", -1004, "Could not connect."});
+    h.fake.dispatch.runUntilIdle();
+
+    EXPECT_EQ(Keychain::load(h.fake.keychain, Keychain::accessKeyAccount),
+              r.key.value_or("old-key"));
+    EXPECT_EQ(h.app->settings.signedInEmail(), r.email);
+    const OnboardingWindow& window = *h.app->onboardingWindow;
+    EXPECT_EQ(window.statusLabel.text(), r.key ? "Signed in. Murvel is ready to use."
+                                               : "Browser sign-in failed. Please try again.");
+    EXPECT_EQ(window.statusLabel.textColor(),
+              r.key ? Color::systemGreenColor : Color::systemOrangeColor);
+    EXPECT_EQ(h.app->localMonitors.size(), r.key ? 1u : 0u);
+    h.fake.dispatch.advance(0.6);  // a success closes the window a moment later
+    EXPECT_EQ(window.isVisible(), !r.key);
+  }
 }
 
 }  // namespace

@@ -146,6 +146,8 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(AccountCase{"reply_names_the_account", "me@example.com", true,
                                   R"({"email":"server@example.com"})", "server@example.com", "",
                                   ""},
+                      AccountCase{"reply_without_an_address", "me@example.com", true,
+                                  R"({"plan":"pro"})", "me@example.com", "", ""},
                       AccountCase{"offline_keeps_the_stored_address", "me@example.com", true,
                                   std::nullopt, "me@example.com", unable, retry},
                       AccountCase{"unreadable_reply", "", true, "[1,2]", "\u2014", unable, retry},

@@ -23,20 +23,6 @@ class SettingsWindowTest : public ::testing::Test {
   AppHarness h;
 };
 
-TEST_F(SettingsWindowTest, WindowHasItsTitleTabsAndFixedSize) {
-  OnboardingWindow& w = open();
-  EXPECT_EQ(w.window.title(), "Murvel Settings (v2.3)");
-  EXPECT_EQ(w.window.contentView().size(), (Size{500, 380}));
-  EXPECT_EQ(w.window.styleMask(), 3u);
-  EXPECT_FALSE(w.window.isReleasedWhenClosed());
-  EXPECT_THAT(h.fake.windowServer.windows, ElementsAre(&w.window));
-  std::vector<std::string> labels;
-  for (const auto& item : w.tabView.items()) labels.push_back(item.label);
-  EXPECT_THAT(labels, ElementsAre("Setup", "Preferences", "Permissions", "About"));
-  EXPECT_EQ(w.tabView.indexOfSelectedItem(), 0);
-  EXPECT_EQ(w.cleanupModePop.indexOfSelectedItem(), 1);  // the registered "fast"
-}
-
 struct SignInCase {
   const char* name;
   std::string typed;

@@ -16,18 +16,6 @@ class SettingsTest : public ::testing::Test {
   Settings settings{defaults};
 };
 
-TEST_F(SettingsTest, FreshInstallationReadsItsDefaultsAndStoresNothing) {
-  EXPECT_EQ(settings.cleanupMode(), "fast");
-  EXPECT_TRUE(settings.aiCleanup());
-  EXPECT_EQ(settings.hotkey(), "fn");
-  EXPECT_EQ(settings.defaultTone(), "auto");
-  EXPECT_TRUE(settings.appTones().empty());
-  EXPECT_EQ(settings.signedInEmail(), "");
-  EXPECT_EQ(settings.lastLaunchHintVersion(), "");
-  EXPECT_EQ(settings.lastPermissionsPromptVersion(), "");
-  EXPECT_TRUE(defaults.stored.empty());
-}
-
 TEST_F(SettingsTest, CleanupModeReadsNormalisedWithoutRewritingTheStore) {
   store("cleanupMode", " SMART\n");
   EXPECT_EQ(settings.cleanupMode(), "smart");
