@@ -168,6 +168,18 @@ class ScreenTest : public ::testing::Test {
     return app.waitForWindow(isMenu);
   }
 
+  // The Settings window, opened from the menu.
+  std::optional<json> openSettings(App& app, const QRect& icon) {
+    const auto menu = openMenu(app, icon);
+    if (!menu)
+      return std::nullopt;
+    const auto entry = menuEntry(*menu, "Settings");
+    if (!entry)
+      return std::nullopt;
+    click(*entry);
+    return app.waitForWindow(isSettings);
+  }
+
   fs::path home_;
   std::atomic<int> transcriptions_{0};
   Server service_;
