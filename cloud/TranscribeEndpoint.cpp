@@ -6,6 +6,7 @@
 #include "cloud/AudioSpool.h"
 #include "cloud/Cleanup.h"
 #include "cloud/Endpoints.h"
+#include "cloud/HttpServer.h"
 #include "cloud/RecognitionQueue.h"
 #include "cloud/Recognizer.h"
 #include "cloud/WavUpload.h"
@@ -81,8 +82,11 @@ void handleTranscribe(Service::Context& context, const httplib::Request& request
   });
   if (!received) {
     if (response.status == 413 || tooLarge) {
-      // The rest of the body is still on its way: this connection cannot carry another request.
+      // The rest of the body is still on its way: this connection cannot carry another request,
+      // and what still comes is read and dropped, so that the client reads this reply rather
+      // than a reset.
       response.set_header("Connection", "close");
+      HttpServer::closeAfterReply();
       reply::error(response, 413,
                    "The recording is larger than the service takes (" +
                        std::to_string(context.settings.maxUploadBytes / (1024 * 1024)) + " MiB).");
