@@ -8,8 +8,9 @@ namespace murvel::linux_platform {
 
 namespace {
 
-// A compositor that never answers wl-copy must not hold a paste back for long.
-constexpr int writeLimitMs = 1000;
+// A compositor that never answers wl-copy must not hold a paste back for long; a loaded desktop
+// can take over a second to start it, and a paste before it has the text would paste the old one.
+constexpr int writeLimitMs = 3000;
 
 }  // namespace
 
@@ -22,9 +23,10 @@ void WaylandPasteboard::clearContents() {
   x11Clipboard_.clearContents();
 }
 
-bool WaylandPasteboard::setString(const std::string& text, std::string_view type) {
-  if (!x11Clipboard_.setString(text, type))
-    return false;
+bool WaylandPasteboard::setString(const std::string& text, std::string_view) {
+  // Only wl-copy takes the selection: XWayland hands it on to X11 clients, while a write to the
+  // X11 clipboard as well would reach the compositor through XWayland some moments later and
+  // could take the selection back from wl-copy just as the paste asks for it.
   auto* process = new QProcess(context_.get());
   // The copy that stays behind to serve the text must not hold pipes of ours open.
   process->setStandardOutputFile(QProcess::nullDevice());
