@@ -61,6 +61,8 @@ CommandLine parseCommandLine(const std::vector<std::string>& arguments,
        number("--decoders", 1, 16, [&](long long v) { options.decoders = static_cast<int>(v); })},
       {"--queue",
        number("--queue", 0, 256, [&](long long v) { options.waitingLimit = static_cast<int>(v); })},
+      {"--pieces",
+       number("--pieces", 1, 16, [&](long long v) { options.pieces = static_cast<int>(v); })},
       {"--max-upload-mb", number("--max-upload-mb", 1, 1024,
                                  [&](long long v) {
                                    options.maxUploadBytes =
@@ -153,6 +155,9 @@ Options:
                       100 MB (default 2, at most 16)
   --queue N           recognitions that may wait for a free decoder (default 4); beyond that a
                       transcription is refused with "The service is busy" until one ends
+  --pieces N          cut a recording at its pauses into up to N pieces that free decoders
+                      decode at once, for a quicker answer on an idle service at some cost in
+                      accuracy (default 1: each recording decoded whole)
   --max-upload-mb N   the largest request body in MiB (default 50)
   --keep-alive S      seconds an idle connection stays open (default 120)
   --issue-key EMAIL   make an access key for EMAIL (making its account if it is new), print

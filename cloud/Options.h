@@ -18,6 +18,7 @@ struct Options {
   std::filesystem::path modelDirectory = "/usr/share/pocketsphinx/model/en-us";
   int decoders = 2;      // recognitions that run at the same time, one decoder each
   int waitingLimit = 4;  // recognitions that may wait for a decoder before the service is busy
+  int pieces = 1;        // how many pieces at its pauses a recording may be decoded in at once
   std::uint64_t maxUploadBytes = 50ull * 1024 * 1024;
   int keepAliveSeconds = 120;
   // With --issue-key: make an access key for this address, print it and stop.

@@ -5,6 +5,7 @@
 #include <signal.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -142,7 +143,17 @@ int run(const Options& options) {
     decoders.push_back(
         [shared](std::span<const std::int16_t> samples) { return shared->recognize(samples); });
   }
-  RecognitionQueue recognition(std::move(decoders), static_cast<std::size_t>(options.waitingLimit));
+  // Asked to, the local decoders take a recording in pieces cut at its pauses when they are
+  // free; a recogniser elsewhere always gets it whole.
+  SplitFunction split;
+  if (remote.url.empty() && options.pieces > 1) {
+    split = [most = static_cast<std::size_t>(options.pieces)](std::span<const std::int16_t> samples,
+                                                              std::size_t free) {
+      return piecesAtPauses(samples, std::min(free, most));
+    };
+  }
+  RecognitionQueue recognition(std::move(decoders), static_cast<std::size_t>(options.waitingLimit),
+                               std::move(split));
 
   ServiceSettings settings;
   settings.bindAddress = options.bindAddress;

@@ -56,7 +56,8 @@ INSTANTIATE_TEST_SUITE_P(
                     ""},
         OptionsCase{{}, Environment{"relative", "/home/ann"}, Action::run, defaults(), ""},
         OptionsCase{{"--port", "0", "--bind=::1", "--data-dir", "/srv/m", "--decoders=3", "--queue",
-                     "0", "--max-upload-mb", "5", "--keep-alive", "90", "--model-dir", "/models"},
+                     "0", "--max-upload-mb", "5", "--keep-alive", "90", "--model-dir", "/models",
+                     "--pieces", "2"},
                     home,
                     Action::run,
                     changed([](Options& o) {
@@ -68,6 +69,7 @@ INSTANTIATE_TEST_SUITE_P(
                       o.maxUploadBytes = 5 * 1024 * 1024;
                       o.keepAliveSeconds = 90;
                       o.modelDirectory = "/models";
+                      o.pieces = 2;
                     }),
                     ""},
         OptionsCase{{"--issue-key", " Ann@B.C "},

@@ -99,5 +99,33 @@ TEST(RecognitionQueue, ADecoderThatThrowsFailsThatRecordingOnly) {
   EXPECT_EQ(queue.submit(std::vector<std::int16_t>(2))->get().words.value(), "words 2");
 }
 
+TEST(RecognitionQueue, AnIdleServiceDecodesThePiecesOfARecordingAtOnceAndABusyOneKeepsItWhole) {
+  HeldDecoders held;
+  std::vector<std::size_t> offered;  // the free workers each split was offered
+  const SplitFunction split = [&](std::span<const std::int16_t> samples, std::size_t count) {
+    offered.push_back(count);
+    if (samples.size() < 4)
+      return std::vector<Piece>{};
+    return std::vector<Piece>{{0, 3}, {3, samples.size()}};
+  };
+  RecognitionQueue queue({held.decoder(), held.decoder()}, 2, split);
+
+  auto split10 = queue.submit(std::vector<std::int16_t>(10));
+  held.awaitStart();
+  held.awaitStart();  // both pieces under way at the same time
+  EXPECT_EQ(queue.load().busy, 2u);
+  held.release(2);
+  EXPECT_EQ(split10->get().words.value(), "words 3 words 7");
+
+  auto short1 = queue.submit(std::vector<std::int16_t>(1));
+  held.awaitStart();
+  auto whole8 = queue.submit(std::vector<std::int16_t>(8));
+  held.awaitStart();
+  held.release(2);
+  EXPECT_EQ(short1->get().words.value(), "words 1");
+  EXPECT_EQ(whole8->get().words.value(), "words 8");
+  EXPECT_EQ(offered, (std::vector<std::size_t>{2, 2}));  // not when only one worker was free
+}
+
 }  // namespace
 }  // namespace murvel::cloud
