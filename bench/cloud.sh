@@ -6,6 +6,8 @@
 # murvel-cloud on a free loopback port with a throwaway data directory, and stops it after.
 #
 #   bench/cloud.sh             (MURVEL_BENCH_VERBOSE=1 also prints each misheard sentence)
+#
+# MURVEL_CLOUD_ARGS adds options to the measured murvel-cloud, such as "--pieces 2".
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -39,7 +41,8 @@ export MURVEL_CLOUD_KEY
 MURVEL_CLOUD_KEY="$("$cloud" --data-dir "$work/data" --issue-key bench@example.org)"
 # With --port 0 the service picks a free port and names it in the line it prints once it listens.
 mkfifo "$work/ready"
-"$cloud" --port 0 --data-dir "$work/data" >"$work/ready" 2>"$work/cloud.log" &
+# shellcheck disable=SC2086 # the options are words of their own
+"$cloud" --port 0 --data-dir "$work/data" ${MURVEL_CLOUD_ARGS:-} >"$work/ready" 2>"$work/cloud.log" &
 pid=$!
 read -r line <"$work/ready"
 base="${line##* listening on }"
