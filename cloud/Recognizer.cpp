@@ -32,14 +32,14 @@ Outcome<std::unique_ptr<Recognizer>> Recognizer::load(const std::filesystem::pat
     }
   }
   silenceDecoderLog();
-  // The general model with the decoder's default search, but a language weight of 5.5 rather
-  // than 6.5: it heard both recordings of people and flite voices a little better. Every other
-  // setting measured (cloud/README.md) cost words, time or both.
+  // The general model as it comes, with the decoder's default search. Every other setting
+  // measured on flite voices and on recordings of people (bench/cloud.sh, cloud/README.md) cost
+  // words, time or both, or gained no more than a few words in 320, within what one sentence
+  // heard differently from one run of the app to the next amounts to.
   cmd_ln_t* config = cmd_ln_init(nullptr, ps_args(), TRUE,     //
                                  "-hmm", acoustic.c_str(),     //
                                  "-lm", language.c_str(),      //
                                  "-dict", dictionary.c_str(),  //
-                                 "-lw", "5.5",                 //
                                  nullptr);
   if (config == nullptr)
     return Loaded::failure("The speech decoder refused its settings.");
