@@ -75,6 +75,31 @@ INSTANTIATE_TEST_SUITE_P(Answers, WindowCloseTest,
                                            CloseCase{"Refused", false, false, true}),
                          [](const auto& info) { return std::string(info.param.name); });
 
+// A shown window that its record changes stays shown: hiding it and showing it again would have
+// the window manager hand it the focus, away from the application the user dictates into.
+TEST(WindowBinding, ChangesToAShownWindowNeverHideIt) {
+  struct HideCounter : QObject {
+    int hides = 0;
+    bool eventFilter(QObject*, QEvent* event) override {
+      hides += event->type() == QEvent::Hide ? 1 : 0;
+      return false;
+    }
+  } counter;
+  QtWindowServer server([](const StatusItemButton&) { return QRect(); });
+  Window window;
+  window.setTitle("Changing");
+  window.contentView().setSize({500, 380});
+  server.addWindow(window);
+  window.makeKeyAndOrderFront();
+  QWidget* widget = topLevelTitled("Changing");
+  ASSERT_NE(widget, nullptr);
+  widget->installEventFilter(&counter);
+  window.setTitle("Changed");
+  window.makeKeyAndOrderFront();
+  EXPECT_TRUE(widget->isVisible());
+  EXPECT_EQ(counter.hides, 0);
+}
+
 // A panel whose content counts its disappearances.
 struct Panel : ViewController {
   View root;

@@ -1,5 +1,7 @@
 #include "platform/linux/ui/QtWindowServer.h"
 
+#include <optional>
+
 #include <QAbstractButton>
 #include <QApplication>
 #include <QCloseEvent>
@@ -111,8 +113,13 @@ class WindowBinding final : public RecordBinding<Window, WindowSurface> {
       flags |= Qt::WindowMinimizeButtonHint;
     if (window.styleMask() & WindowStyle::resizable)
       flags |= Qt::WindowMaximizeButtonHint;
-    if (view().windowFlags() != flags)
+    // Compared with what was asked last, not with windowFlags(), to which the toolkit adds hints
+    // of its own: setting flags hides a shown window, and showing it again makes the window
+    // manager hand it the focus, away from the application the user is dictating into.
+    if (appliedFlags_ != flags) {
       view().setWindowFlags(flags);
+      appliedFlags_ = flags;
+    }
     const QSize size = pixelSize(record().contentView().size());
     if (!(window.styleMask() & WindowStyle::resizable) && !size.isEmpty())
       view().setFixedSize(size);
@@ -154,6 +161,7 @@ class WindowBinding final : public RecordBinding<Window, WindowSurface> {
   }
 
   bool placed_ = false;
+  std::optional<Qt::WindowFlags> appliedFlags_;
 };
 
 // The panel under the tray icon. A click anywhere else closes it, as the record's close would.
