@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace murvel::bench {
@@ -27,5 +30,34 @@ struct Samples {
   }
   double median() const { return at(0.5); }
 };
+
+inline std::string format(const char* pattern, double value) {
+  char text[64];
+  std::snprintf(text, sizeof text, pattern, value);
+  return text;
+}
+
+// One row of the table; `below` is the target the median must stay under, if there is one.
+inline void row(const std::string& name, const Samples& samples, const std::string& unit,
+                std::optional<double> below = std::nullopt, const std::string& target = "") {
+  if (samples.empty()) {
+    std::printf("%s\tno samples\t\t%s\tnot measured\n", name.c_str(), target.c_str());
+    return;
+  }
+  const char* pattern = unit.empty() ? "%.0f" : (unit == "x" ? "%.2f" : "%.1f");
+  const std::string suffix = unit.empty() ? "" : " " + unit;
+  std::string verdict;
+  if (below)
+    verdict = samples.median() < *below ? "met" : "NOT met";
+  // A figure made of other figures' medians has no spread of its own.
+  const std::string spread = samples.values.size() < 2
+                                 ? ""
+                                 : format(pattern, samples.at(0.1)) + " .. " +
+                                       format(pattern, samples.at(0.9)) +
+                                       " (n=" + std::to_string(samples.values.size()) + ")";
+  std::printf("%s\t%s\t%s\t%s\t%s\n", name.c_str(),
+              (format(pattern, samples.median()) + suffix).c_str(), spread.c_str(), target.c_str(),
+              verdict.c_str());
+}
 
 }  // namespace murvel::bench

@@ -44,35 +44,6 @@ namespace fs = std::filesystem;
 constexpr double pasteDelayMs = 15.0;  // the app waits this long between pasteboard and keys
 constexpr int wavHeaderBytes = 44;
 
-std::string format(const char* pattern, double value) {
-  char text[64];
-  std::snprintf(text, sizeof text, pattern, value);
-  return text;
-}
-
-// One row of the table; `below` is the target the median must stay under, if there is one.
-void row(const std::string& name, const Samples& samples, const std::string& unit,
-         std::optional<double> below = std::nullopt, const std::string& target = "") {
-  if (samples.empty()) {
-    std::printf("%s\tno samples\t\t%s\tnot measured\n", name.c_str(), target.c_str());
-    return;
-  }
-  const char* pattern = unit.empty() ? "%.0f" : (unit == "x" ? "%.2f" : "%.1f");
-  const std::string suffix = unit.empty() ? "" : " " + unit;
-  std::string verdict;
-  if (below)
-    verdict = samples.median() < *below ? "met" : "NOT met";
-  // A figure made of other figures' medians has no spread of its own.
-  const std::string spread = samples.values.size() < 2
-                                 ? ""
-                                 : format(pattern, samples.at(0.1)) + " .. " +
-                                       format(pattern, samples.at(0.9)) +
-                                       " (n=" + std::to_string(samples.values.size()) + ")";
-  std::printf("%s\t%s\t%s\t%s\t%s\n", name.c_str(),
-              (format(pattern, samples.median()) + suffix).c_str(), spread.c_str(), target.c_str(),
-              verdict.c_str());
-}
-
 // A number the app logged as "<key>=<number>".
 std::optional<double> loggedNumber(const std::string& line, const std::string& key) {
   const auto at = line.find(" " + key + "=");

@@ -4,6 +4,7 @@
 
 #include <curl/curl.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
@@ -179,12 +180,68 @@ double wordErrorRate(const std::string& said, const std::string& heard) {
   return cloud::wordErrors(cloud::scoredWords(said), cloud::scoredWords(heard)).rate();
 }
 
-bool speakWhileHeld(const fs::path& wav, const std::string& key) {
+std::optional<Instant> speakWhileHeld(const fs::path& wav, const std::string& key) {
   if (!keys("keydown " + key))
-    return false;
+    return std::nullopt;
   const bool said = test::say(wav);
   std::this_thread::sleep_for(300ms);
-  return keys("keyup " + key) && said;
+  const bool released = keys("keyup " + key);
+  const Instant now = std::chrono::steady_clock::now();
+  if (!said || !released)
+    return std::nullopt;
+  return now;
+}
+
+std::optional<Instant> speakWhileHeldOnWayland(const fs::path& wav, const fs::path& work) {
+  std::ifstream header(wav, std::ios::binary);
+  std::uint32_t bytesPerSecond = 0;
+  header.seekg(28);
+  header.read(reinterpret_cast<char*>(&bytesPerSecond), sizeof bytesPerSecond);
+  if (bytesPerSecond == 0)
+    return std::nullopt;
+  // The hold starts before the speech and ends a moment after it.
+  const auto holdMs = 1000 * fs::file_size(wav) / bytesPerSecond + 800;
+  Process hold(
+      {"/usr/bin/wtype", "-P", "Control_R", "-s", std::to_string(holdMs), "-p", "Control_R"},
+      work / "wtype.out");
+  std::this_thread::sleep_for(300ms);
+  const bool said = test::say(wav);
+  const auto status = hold.waitForExit(10s);
+  const Instant now = std::chrono::steady_clock::now();
+  if (!said || status != 0)
+    return std::nullopt;
+  return now;
+}
+
+namespace {
+
+std::string focusedAppId(const json& node) {
+  if (node.value("focused", false))
+    return node.contains("app_id") && node["app_id"].is_string() ? node["app_id"].get<std::string>()
+                                                                 : "";
+  for (const char* children : {"nodes", "floating_nodes"}) {
+    for (const auto& child : node.value(children, json::array())) {
+      if (auto id = focusedAppId(child); !id.empty())
+        return id;
+    }
+  }
+  return "";
+}
+
+}  // namespace
+
+std::string swayFocusedAppId() {
+  return focusedAppId(json::parse(output("swaymsg -t get_tree"), nullptr, false));
+}
+
+std::unique_ptr<Process> focusedWaylandTerminal(const fs::path& typed, const fs::path& work) {
+  auto terminal = std::make_unique<Process>(
+      std::vector<std::string>{"/usr/bin/foot", "sh", "-c",
+                               "stty -icanon; exec cat >" + typed.string()},
+      work / "foot.out");
+  if (!waitFor([&] { return fs::exists(typed) && swayFocusedAppId() == "foot"; }, 30s))
+    return nullptr;
+  return terminal;
 }
 
 Journey::Journey(fs::path work)
@@ -287,12 +344,7 @@ bool Journey::pickRightControl() {
 }
 
 bool Journey::settingsClosed() {
-  return waitFor([&] {
-    const json all = app->dump();
-    return std::none_of(all.at("windows").begin(), all.at("windows").end(), [](const json& window) {
-      return window.at("visible").get<bool>() && isSettings(window);
-    });
-  });
+  return noSettingsWindow(*app);
 }
 
 bool Journey::closeSettings() {
@@ -354,9 +406,45 @@ std::optional<std::string> Journey::dictate(const std::string& sentence, const s
   return text;
 }
 
-std::string Journey::accessKey() const {
+std::string storedAccessKey() {
   linux_platform::SecretKeychainBackend keychain;
   return Keychain::load(keychain, Keychain::accessKeyAccount).value_or("");
+}
+
+bool noSettingsWindow(App& app) {
+  return waitFor([&] {
+    const json all = app.dump();
+    return std::none_of(all.at("windows").begin(), all.at("windows").end(), [](const json& window) {
+      return window.at("visible").get<bool>() && isSettings(window);
+    });
+  });
+}
+
+bool signInByLink(App& app, const std::string& program, const std::string& email,
+                  const fs::path& work, std::string& problem) {
+  // Running once it listens for the links and commands of later copies.
+  const fs::path socket = fs::path(std::getenv("XDG_RUNTIME_DIR")) /
+                          ("murvel-" + std::to_string(::getuid()) + ".socket");
+  if (!waitFor([&] { return fs::exists(socket); }, 30s))
+    return problem = "the app never listened for later copies:\n" + app.log(), false;
+  // A person signs in from the Settings window that the first launch opens.
+  if (!app.waitForWindow(isSettings))
+    return problem = "the first launch opened no Settings window:\n" + app.log(), false;
+  const auto link = signInLink(email, problem);
+  if (!link)
+    return false;
+  Process handOff({program, *link}, work / "second.out");
+  if (handOff.waitForExit(10s) != 0) {
+    problem = "the copy given the link failed:\n" +
+              readWholeFile(work / "second.out").value_or("") + "\nfirst:\n" + app.log();
+    return false;
+  }
+  if (!waitFor([] { return !storedAccessKey().empty(); }, 30s))
+    return problem = "no access key arrived:\n" + app.log(), false;
+  // Signed in, the app puts the window away again by itself.
+  if (!noSettingsWindow(app))
+    return problem = "the Settings window stayed open after signing in", false;
+  return true;
 }
 
 std::vector<std::string> Journey::trail(const std::string& id) const {

@@ -52,12 +52,39 @@ class TargetWindow {
 // browser would follow it; nothing, and why in `problem`, if it does not.
 std::optional<std::string> signInLink(const std::string& email, std::string& problem);
 
+// The access key in the session's keyring, or empty.
+std::string storedAccessKey();
+
+// Whether no Settings window of `app` shows, once that is so.
+bool noSettingsWindow(App& app);
+
+// Signs the running `app` in from the Settings window of its first launch, as a browser hands
+// it the service's murvel: link: through a second copy of `program` given the link. Returns once
+// the app has put that window away again; false, and why in `problem`, if it did not.
+bool signInByLink(App& app, const std::string& program, const std::string& email,
+                  const fs::path& work, std::string& problem);
+
 // The share of words to substitute, insert or delete to turn `heard` into `said`, ignoring case
 // and punctuation; 1 when nothing was said.
 double wordErrorRate(const std::string& said, const std::string& heard);
 
+using Instant = std::chrono::steady_clock::time_point;
+
 // Holds `key` down while `wav` plays into the microphone, and lets go a moment after its end.
-bool speakWhileHeld(const fs::path& wav, const std::string& key = "Control_R");
+// Gives when the key went up (the moment the tool that let go returned), or nothing if the key
+// or the microphone did not take part.
+std::optional<Instant> speakWhileHeld(const fs::path& wav, const std::string& key = "Control_R");
+
+// On the headless sway of tests/linux/session.sh --wayland:
+// The same hold of Right Control, through the compositor's virtual-keyboard protocol: one
+// keyboard holds the key for the whole sentence, since a keyboard that goes away lets go of its
+// keys. `work` takes the tool's log.
+std::optional<Instant> speakWhileHeldOnWayland(const fs::path& wav, const fs::path& work);
+// The app id of the window that sway says has the focus, or empty.
+std::string swayFocusedAppId();
+// A native Wayland terminal whose program writes every byte it gets to `typed` as it gets it,
+// once it has the focus; nothing, if it never took it.
+std::unique_ptr<Process> focusedWaylandTerminal(const fs::path& typed, const fs::path& work);
 
 // The way through, step by step, in a fresh home of the session.
 class Journey {
@@ -83,7 +110,7 @@ class Journey {
 
   fs::path home() const { return home_; }
   fs::path work() const { return work_; }
-  std::string accessKey() const;
+  std::string accessKey() const { return storedAccessKey(); }
   // What the app's trail says about the dictation with trace id `id`, event names in order.
   std::vector<std::string> trail(const std::string& id) const;
   // The trace id of the last dictation that reached the service, or empty.

@@ -5,45 +5,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
-#include <cstdio>
 #include <fstream>
-#include <regex>
 #include <sstream>
 #include <thread>
 
 #include "Journey.h"
 #include "VirtualMicrophone.h"
 #include "common/Files.h"
-#include "platform/linux/stores/SecretKeychainBackend.h"
-#include "stores/Keychain.h"
 
 namespace murvel::e2e {
 namespace {
-
-// The app id of the window that sway says has the focus, or empty.
-std::string focusedAppId(const json& node) {
-  if (node.value("focused", false))
-    return node.contains("app_id") && node["app_id"].is_string() ? node["app_id"].get<std::string>()
-                                                                 : "";
-  for (const char* children : {"nodes", "floating_nodes"}) {
-    for (const auto& child : node.value(children, json::array())) {
-      if (auto id = focusedAppId(child); !id.empty())
-        return id;
-    }
-  }
-  return "";
-}
-
-std::string focusedAppId() {
-  return focusedAppId(json::parse(output("swaymsg -t get_tree"), nullptr, false));
-}
-
-std::string accessKey() {
-  linux_platform::SecretKeychainBackend keychain;
-  return Keychain::load(keychain, Keychain::accessKeyAccount).value_or("");
-}
 
 TEST(Wayland, DictationByTheBindingsReachesTheTerminalInFrontInItsOwnTone) {
   const fs::path work = fs::path(std::getenv("HOME")) / "wayland";
@@ -59,44 +30,20 @@ TEST(Wayland, DictationByTheBindingsReachesTheTerminalInFrontInItsOwnTone) {
       << R"({"cleanupMode": "smart", "appTones": {"foot": "bullets"}})";
 
   App app(programs.murvel, work);
-  // Running once it listens for the links and commands of later copies.
-  const fs::path socket = fs::path(std::getenv("XDG_RUNTIME_DIR")) /
-                          ("murvel-" + std::to_string(::getuid()) + ".socket");
-  ASSERT_TRUE(waitFor([&] { return fs::exists(socket); }, 30s)) << app.log();
   std::string problem;
-  const auto link = signInLink("wayland@example.com", problem);
-  ASSERT_TRUE(link) << problem;
-  Process handOff({programs.murvel, *link}, work / "second.out");
-  ASSERT_EQ(handOff.waitForExit(10s), 0)
-      << readWholeFile(work / "second.out").value_or("") << "\nfirst:\n"
-      << app.log();
-  ASSERT_TRUE(waitFor([] { return !accessKey().empty(); }, 30s)) << app.log() << cloud.log();
+  ASSERT_TRUE(signInByLink(app, programs.murvel, "wayland@example.com", work, problem))
+      << problem << cloud.log();
   EXPECT_THAT(app.log(), ::testing::HasSubstr("Murvel on Wayland (sway)"));
 
-  // A terminal whose program writes every byte it gets, as it gets it.
   const fs::path typed = work / "typed.txt";
-  Process terminal({"/usr/bin/foot", "sh", "-c", "stty -icanon; exec cat >" + typed.string()},
-                   work / "foot.out");
-  ASSERT_TRUE(waitFor([&] { return fs::exists(typed) && focusedAppId() == "foot"; }, 30s))
-      << "foot is not in front: " << readWholeFile(work / "foot.out").value_or("");
+  const auto terminal = focusedWaylandTerminal(typed, work);
+  ASSERT_TRUE(terminal) << "foot is not in front: "
+                        << readWholeFile(work / "foot.out").value_or("");
 
   const std::string sentence =
       "first write the report and next call the bank and finally book the flights";
-  const auto wav = test::speech(sentence, work, "list");
-  // One virtual keyboard holds the key for the whole sentence: a keyboard that goes away lets go
-  // of its keys. The hold starts before the speech and ends a moment after it.
-  std::ifstream header(wav, std::ios::binary);
-  std::uint32_t bytesPerSecond = 0;
-  header.seekg(28);
-  header.read(reinterpret_cast<char*>(&bytesPerSecond), sizeof bytesPerSecond);
-  ASSERT_GT(bytesPerSecond, 0u);
-  const auto holdMs = 1000 * fs::file_size(wav) / bytesPerSecond + 800;
-  Process hold(
-      {"/usr/bin/wtype", "-P", "Control_R", "-s", std::to_string(holdMs), "-p", "Control_R"},
-      work / "wtype.out");
-  std::this_thread::sleep_for(300ms);
-  EXPECT_TRUE(test::say(wav));
-  ASSERT_EQ(hold.waitForExit(10s), 0) << readWholeFile(work / "wtype.out").value_or("");
+  ASSERT_TRUE(speakWhileHeldOnWayland(test::speech(sentence, work, "list"), work))
+      << readWholeFile(work / "wtype.out").value_or("");
 
   std::string text;
   ASSERT_TRUE(waitFor(
@@ -115,14 +62,9 @@ TEST(Wayland, DictationByTheBindingsReachesTheTerminalInFrontInItsOwnTone) {
   std::vector<std::string> lines;
   std::istringstream in(text);
   for (std::string line; std::getline(in, line);) lines.push_back(line);
-  EXPECT_GE(lines.size(), 2u) << text;
+  EXPECT_GE(lines.size(), 2u) << text << "\n" << app.log();
   for (const auto& line : lines) EXPECT_THAT(line, ::testing::StartsWith("- ")) << text;
-  // The time from the release to the keystroke, for the record.
-  std::smatch posted;
-  const std::string log = app.log();
-  if (std::regex_search(log, posted, std::regex(R"(\[paste_posted\].*)")))
-    std::printf("%s\n", posted[0].str().c_str());
-  terminal.signal(SIGTERM);
+  terminal->signal(SIGTERM);
 }
 
 }  // namespace
