@@ -6,6 +6,7 @@
 // what was heard and the service's share of the time.
 //
 //   murvel_bench_dictation x11|wayland RECORDING [dictations=10]
+//   (MURVEL_CLOUD_ARGS gives the service options of its own, as for bench/cloud.sh)
 //
 // The release is the moment the tool that let go of the key returned (xdotool on X11, wtype on
 // Wayland); the paste the moment the app's trace line "paste_posted" appeared in its log.
@@ -17,6 +18,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <regex>
+#include <sstream>
 #include <string>
 #include <thread>
 
@@ -77,7 +79,12 @@ int main(int argc, char** argv) {
   fs::create_directories(work / "tmp");
   setenv("TMPDIR", (work / "tmp").c_str(), 1);
   const Programs programs = builtPrograms();
-  Cloud cloud(programs.cloud, work / "cloud");
+  // MURVEL_CLOUD_ARGS: options of the service to measure, such as "--pieces 2".
+  std::vector<std::string> options;
+  std::istringstream words(std::getenv("MURVEL_CLOUD_ARGS") ? std::getenv("MURVEL_CLOUD_ARGS")
+                                                            : "");
+  for (std::string word; words >> word;) options.push_back(word);
+  Cloud cloud(programs.cloud, work / "cloud", options);
   if (!cloud.start())
     return fail(name, "murvel-cloud did not start:\n" + cloud.log());
   // The text as heard, so that what is timed is the recognition alone.

@@ -115,18 +115,20 @@ Programs builtPrograms() {
   return {MURVEL_UNDER_TEST, MURVEL_CLOUD, MURVEL_TARGET_WINDOW, MURVEL_TEST_BROWSER};
 }
 
-Cloud::Cloud(std::string program, fs::path directory)
-    : program_(std::move(program)), directory_(std::move(directory)) {}
+Cloud::Cloud(std::string program, fs::path directory, std::vector<std::string> options)
+    : program_(std::move(program)),
+      directory_(std::move(directory)),
+      options_(std::move(options)) {}
 
 bool Cloud::start() {
   fs::create_directories(directory_);
   // The port may still be held for a moment by a service that was just stopped, or by another
   // test of the machine: try again while the service gives up at once.
   for (int attempt = 0; attempt < 30; ++attempt) {
-    process_ = std::make_unique<Process>(
-        std::vector<std::string>{program_, "--port", std::to_string(MURVEL_TEST_SERVICE_PORT),
-                                 "--data-dir", (directory_ / "data").string()},
-        directory_ / "murvel-cloud.out");
+    std::vector<std::string> command{program_, "--port", std::to_string(MURVEL_TEST_SERVICE_PORT),
+                                     "--data-dir", (directory_ / "data").string()};
+    command.insert(command.end(), options_.begin(), options_.end());
+    process_ = std::make_unique<Process>(command, directory_ / "murvel-cloud.out");
     // Loading the speech model takes a while on a busy machine.
     if (waitFor(
             [&] {

@@ -21,7 +21,7 @@ Programs builtPrograms();
 // murvel-cloud on the port the app under test was built for, keeping its data in `directory`.
 class Cloud {
  public:
-  Cloud(std::string program, fs::path directory);
+  Cloud(std::string program, fs::path directory, std::vector<std::string> options = {});
   // Starts it and waits until it answers; false if it does not.
   bool start();
   // Stops it as a crash would, at once.
@@ -31,6 +31,7 @@ class Cloud {
  private:
   std::string program_;
   fs::path directory_;
+  std::vector<std::string> options_;
   std::unique_ptr<Process> process_;
 };
 
