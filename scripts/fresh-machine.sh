@@ -12,10 +12,10 @@
 #
 # Kept under /var/cache/murvel-fresh-machine so a second run is quicker:
 #   bookworm-minbase-<mirror>-<date>.tar.gz  the untouched debootstrap result, one per mirror and day
-#   apt-archives/                            downloaded .deb files (apt still installs them afresh)
 #   ccache/                                  the compiler cache of builds inside the root
-# MURVEL_FRESH_CACHE=0 builds without the two download/compile caches; MURVEL_FRESH_KEEP=1 keeps
-# the root (its path is printed) for a look afterwards. Needs root.
+# Nothing that the project's scripts install is kept: every package is downloaded and installed
+# afresh each time. MURVEL_FRESH_CACHE=0 builds without the compiler cache; MURVEL_FRESH_KEEP=1
+# keeps the root (its path is printed) for a look afterwards. Needs root.
 set -euo pipefail
 
 if [ "${1:-}" = "--inside" ]; then
@@ -41,16 +41,10 @@ if [ "${1:-}" = "--inside" ]; then
   mount --make-rslave "$root/dev"
   mount -t tmpfs -o mode=1777 tmpfs "$root/tmp"
   mounted+=("$root/tmp")
-  if [ -n "${MURVEL_FRESH_APT:-}" ]; then
-    mount --bind "$MURVEL_FRESH_APT" "$root/var/cache/apt/archives"
-    mounted+=("$root/var/cache/apt/archives")
-    # apt downloads as its own unprivileged user.
-    chroot "$root" chown _apt:root /var/cache/apt/archives/partial
-  fi
   if [ -n "${MURVEL_FRESH_CCACHE:-}" ]; then
     mkdir -p "$root/var/cache/ccache"
     mount --bind "$MURVEL_FRESH_CCACHE" "$root/var/cache/ccache"
-  mounted+=("$root/var/cache/ccache")
+    mounted+=("$root/var/cache/ccache")
   fi
   environment=(HOME=/root PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin
     LANG=C.UTF-8 TERM="${TERM:-dumb}")
@@ -154,9 +148,11 @@ chmod 755 "$root/usr/sbin/policy-rc.d"
 git clone -q "$repo" "$root/murvel"
 echo "== in a clean Debian 12 root ($root), at $(git -C "$root/murvel" log -1 --format='%h %s'):" "$@"
 
+# Packages downloaded by an earlier version of this script are not to be used again.
+rm -rf "$cache/apt-archives"
 if [ "${MURVEL_FRESH_CACHE:-1}" != 0 ]; then
-  mkdir -p "$cache/apt-archives/partial" "$cache/ccache"
-  export MURVEL_FRESH_APT="$cache/apt-archives" MURVEL_FRESH_CCACHE="$cache/ccache"
+  mkdir -p "$cache/ccache"
+  export MURVEL_FRESH_CCACHE="$cache/ccache"
 fi
 # In the background, so that a signal to this script is acted on while the command runs.
 unshare --mount --pid --fork --kill-child --propagation private -- \
