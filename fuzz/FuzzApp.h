@@ -25,7 +25,7 @@ class DiscardedOutput final : public StandardOutput {
 
 struct FuzzApp {
   FuzzApp()
-      : fake(testing::RealFamilies{nullptr, &output}),
+      : fake(testing::RealFamilies{.standardOutput = &output}),
         app(std::make_shared<AppDelegate>(fake.platform, "https://murvel.test/api")) {
     fake.keychain.storeAccessKey("fuzz-key");
     // The history stays in memory: a synced file write per input would halve the speed.
