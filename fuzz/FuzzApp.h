@@ -46,7 +46,6 @@ struct FuzzApp {
     fake.urlSessions.tasks.clear();
     fake.pasteboard.operations.clear();
     fake.keyEventPoster.posted.clear();
-    fake.keyEventPoster.sourceStates.clear();
     shown.clear();
   }
 

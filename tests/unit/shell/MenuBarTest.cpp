@@ -118,7 +118,7 @@ INSTANTIATE_TEST_SUITE_P(
                   cleanupRow, "-", settingsRow, "-", quitRow}}),
     [](const auto& info) { return std::string(info.param.name); });
 
-TEST_F(MenuBarTest, ToneSubmenuChecksTheStoredToneAndRemembersItsApplication) {
+TEST_F(MenuBarTest, ToneSubmenuChecksTheStoredToneAndRemembersTheProgramInFront) {
   h.app->settings.setDefaultTone("formal");  // plays no part in the menu
   h.app->settings.setAppTones({{"com.example.mail", "bogus"}});
   h.fake.workspace.frontmost = RunningApplication{"com.example.editor", "Editor", 1, 0};

@@ -128,7 +128,6 @@ TEST_P(PermissionRowsTest, RowsFollowEachGrant) {
     EXPECT_EQ(label->textColor(),
               state.isGranted ? Color::systemGreenColor : Color::secondaryLabelColor);
     EXPECT_EQ(button->isEnabled(), !state.isGranted);
-    EXPECT_EQ(button->alphaValue(), state.isGranted ? 0.55 : 1.0);
   }
 }
 
