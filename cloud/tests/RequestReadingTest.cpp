@@ -106,7 +106,7 @@ struct RedirectCase {
 
 class RedirectTest : public ::testing::TestWithParam<RedirectCase> {};
 
-TEST_P(RedirectTest, HandsTokensOnlyToTheAppsOwnLinks) {
+TEST_P(RedirectTest, HandsTokensOnlyToMurvelLinks) {
   const auto& c = GetParam();
   EXPECT_EQ(isAcceptedRedirect(c.uri), c.accepted);
   if (c.accepted) {
