@@ -25,7 +25,7 @@ class DiscardedOutput final : public StandardOutput {
 
 struct FuzzApp {
   FuzzApp()
-      : fake(testing::RealFamilies{nullptr, &output}),
+      : fake(testing::RealFamilies{.standardOutput = &output}),
         app(std::make_shared<AppDelegate>(fake.platform, "https://murvel.test/api")) {
     fake.keychain.storeAccessKey("fuzz-key");
     // The history stays in memory: a synced file write per input would halve the speed.
@@ -46,7 +46,6 @@ struct FuzzApp {
     fake.urlSessions.tasks.clear();
     fake.pasteboard.operations.clear();
     fake.keyEventPoster.posted.clear();
-    fake.keyEventPoster.sourceStates.clear();
     shown.clear();
   }
 

@@ -3,39 +3,18 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 
-#include <fstream>
-
+#include "ChildProcess.h"
+#include "Speech.h"
 #include "cloud/Recognizer.h"
-
-extern char** environ;
+#include "common/Files.h"
 
 namespace murvel::cloud::test {
-
-int runProgram(const std::vector<std::string>& arguments) {
-  std::vector<std::string> copies = arguments;
-  std::vector<char*> argv;
-  for (std::string& argument : copies) argv.push_back(argument.data());
-  argv.push_back(nullptr);
-  pid_t pid = 0;
-  if (posix_spawnp(&pid, argv[0], nullptr, nullptr, argv.data(), environ) != 0)
-    return -1;
-  int status = 0;
-  if (waitpid(pid, &status, 0) != pid || !WIFEXITED(status))
-    return -1;
-  return WEXITSTATUS(status);
-}
-
-std::string fileContent(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
-}
 
 int loopbackConnection(int port) {
   const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -82,59 +61,33 @@ RawReply rawExchange(int port, const std::string& head, const std::string& bodyP
 
 namespace {
 
-std::mutex speechMutex;
-std::map<std::string, std::filesystem::path>& madeSpeech() {
-  static std::map<std::string, std::filesystem::path> made;
-  return made;
-}
-const std::filesystem::path& speechDirectory() {
+// A new file name for speech, in a directory kept for the test program's life.
+std::filesystem::path speechFile(const std::string& name) {
   static murvel::test::TemporaryDirectory directory;
-  return directory.path();
+  static std::atomic<int> made{0};
+  return directory.path() / (name + "-" + std::to_string(made++));
+}
+
+std::filesystem::path spoken(const std::string& voice, const std::string& text) {
+  const auto file = speechFile(voice);
+  const auto made = murvel::test::speech(text, file.parent_path(), file.filename().string(), voice);
+  EXPECT_FALSE(made.empty()) << "flite could not say: " << text;
+  return made;
 }
 
 }  // namespace
 
-std::filesystem::path Speech::make(const std::string& voice, const std::string& text,
-                                   const std::vector<std::string>& options) {
-  std::string key = voice + "|" + text;
-  for (const auto& option : options) key += "|" + option;
-  std::lock_guard lock(speechMutex);
-  auto& made = madeSpeech();
-  if (auto found = made.find(key); found != made.end())
-    return found->second;
-  const auto number = std::to_string(made.size());
-  const auto spoken = speechDirectory() / ("spoken-" + number + ".wav");
-  const auto file = speechDirectory() / ("speech-" + number + ".wav");
-  EXPECT_EQ(runProgram({"flite", "-voice", voice, "-t", text, "-o", spoken.string()}), 0);
-  std::vector<std::string> sox{"sox", spoken.string()};
-  if (options.empty()) {
-    for (const char* option : {"-r", "16000", "-c", "1", "-b", "16", "-e", "signed-integer"})
-      sox.push_back(option);
-  } else {
-    sox.insert(sox.end(), options.begin(), options.end());
-  }
-  sox.push_back(file.string());
-  EXPECT_EQ(runProgram(sox), 0);
-  made[key] = file;
-  return file;
-}
-
 std::string Speech::wav(const std::string& voice, const std::string& text) {
-  return fileContent(make(voice, text, {}));
-}
-
-std::string Speech::converted(const std::string& voice, const std::string& text,
-                              const std::vector<std::string>& options) {
-  return fileContent(make(voice, text, options));
+  return readWholeFile(spoken(voice, text)).value_or("");
 }
 
 std::string Speech::joined(const std::string& voice, const std::vector<std::string>& texts) {
   std::vector<std::string> sox{"sox"};
-  for (const auto& text : texts) sox.push_back(make(voice, text, {}).string());
-  const auto file = speechDirectory() / ("joined-" + voice + std::to_string(texts.size()) + ".wav");
+  for (const auto& text : texts) sox.push_back(spoken(voice, text).string());
+  const auto file = speechFile("joined").replace_extension(".wav");
   sox.push_back(file.string());
-  EXPECT_EQ(runProgram(sox), 0);
-  return fileContent(file);
+  EXPECT_EQ(murvel::test::ChildProcess(sox).waitForExit(std::chrono::seconds(60)), 0);
+  return readWholeFile(file).value_or("");
 }
 
 RunningService::RunningService(Settings settings) {

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -20,26 +19,11 @@
 
 namespace murvel::cloud::test {
 
-// Runs a program to its end; its exit status, or -1 when it could not run.
-int runProgram(const std::vector<std::string>& arguments);
-
-// The whole content of a file; empty when it cannot be read.
-std::string fileContent(const std::filesystem::path& path);
-
-// Speech spoken by flite, made into what the app records: 16 kHz mono 16-bit WAV files, one per
-// voice and text, made once and kept for the life of the test program.
-class Speech {
- public:
+// Speech spoken by flite in `voice`, as the app records it (16 kHz mono 16-bit WAV).
+struct Speech {
   static std::string wav(const std::string& voice, const std::string& text);
-  // The file as sox converts it with `effects` (such as "-r", "8000").
-  static std::string converted(const std::string& voice, const std::string& text,
-                               const std::vector<std::string>& options);
   // Several texts of one voice, one after the other, in one file.
   static std::string joined(const std::string& voice, const std::vector<std::string>& texts);
-
- private:
-  static std::filesystem::path make(const std::string& voice, const std::string& text,
-                                    const std::vector<std::string>& options);
 };
 
 // The service in this process on a free loopback port, with real decoders, its own data

@@ -1,13 +1,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "WavBuilder.h"
+#include "WavFile.h"
 #include "cloud/WavFormat.h"
 #include "cloud/WavUpload.h"
 
 namespace murvel::cloud::test {
 namespace {
 
+using murvel::test::pcmBytes;
+using murvel::test::wavFile;
+using murvel::test::WavShape;
 using Status = WavHeaderCheck::Status;
 using ::testing::HasSubstr;
 

@@ -7,6 +7,7 @@
 #include <QImage>
 #include <QPixmap>
 #include <QScreen>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <regex>
@@ -120,6 +121,18 @@ std::optional<json> App::showTab(const std::function<bool(const json&)>& inWindo
       return result;
   }
   return std::nullopt;
+}
+
+bool App::shows(const std::function<bool(const json&)>& matches) {
+  const json all = dump();
+  return std::any_of(all.at("windows").begin(), all.at("windows").end(), [&](const json& window) {
+    return window.at("visible").get<bool>() && matches(window);
+  });
+}
+
+std::optional<int> App::quit() {
+  process_.signal(SIGTERM);
+  return process_.waitForExit(20s);
 }
 
 std::string App::log() const {

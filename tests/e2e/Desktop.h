@@ -48,6 +48,10 @@ class App {
   // lost, so it is given up to three times.
   std::optional<json> showTab(const std::function<bool(const json&)>& inWindow,
                               const std::string& label, const std::string& shown);
+  // Whether a visible window that `matches` shows now, in one look.
+  bool shows(const std::function<bool(const json&)>& matches);
+  // Asks the app to end, as a session's end does; how it ended, or nothing if it outlived 20 s.
+  std::optional<int> quit();
   std::string log() const;
   Process& process() { return process_; }
 

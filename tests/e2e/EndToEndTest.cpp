@@ -5,18 +5,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <sstream>
-
 #include "Journey.h"
 #include "VirtualMicrophone.h"
 #include "common/Files.h"
 
 namespace murvel::e2e {
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 
 constexpr const char* email = "ada@example.com";
 constexpr const char* firstSentence = "please send the report to the team before lunch";
@@ -79,35 +73,10 @@ TEST_F(EndToEnd, DictatesIntoTheWindowInFront) {
   ASSERT_TRUE(text) << j.problem;
   EXPECT_LE(wordErrorRate(firstSentence, *text), 0.25)
       << "said: " << firstSentence << "\narrived: " << *text;
-  const auto history = json::parse(
-      readWholeFile(j.home() / ".local/share/Murvel/history.json").value_or(""), nullptr, false);
-  ASSERT_TRUE(history.is_array() && !history.empty()) << history.dump();
-  EXPECT_EQ(history.front().value("text", ""), *text);
-
-  const std::string id = j.lastTraceId();
-  EXPECT_THAT(j.trail(id), ElementsAre("client_start", "client_response", "paste_posted"))
-      << j.app->log();
-
   const std::string key = j.accessKey();
   ASSERT_GE(key.size(), 16u);
   EXPECT_THAT(filesHolding(j.home(), key), ::testing::IsEmpty())
       << "the access key is written outside the keyring";
-}
-
-TEST_F(EndToEnd, SmartCleanupWithBulletsFromTheTrayMenuGivesAList) {
-  // The tone is the target application's: it has to be in front when the menu is built.
-  ASSERT_TRUE(j.target->focus());
-  ASSERT_TRUE(j.chooseFromTrayMenu("Cleanup Mode", "Smart")) << j.problem;
-  ASSERT_TRUE(j.target->focus());
-  ASSERT_TRUE(j.chooseFromTrayMenu("Tone for", "Bullet list")) << j.problem;
-  const auto text = j.dictate(
-      "first write the report and next call the bank and finally book the flights", "list");
-  ASSERT_TRUE(text) << j.problem;
-  std::vector<std::string> lines;
-  std::istringstream in(*text);
-  for (std::string line; std::getline(in, line);) lines.push_back(line);
-  EXPECT_GE(lines.size(), 2u) << *text;
-  for (const auto& line : lines) EXPECT_THAT(line, ::testing::StartsWith("- ")) << *text;
 }
 
 TEST_F(EndToEnd, AServiceStoppedMidDictationShowsAReadableFailureAndLosesNothing) {

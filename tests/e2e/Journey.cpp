@@ -2,15 +2,13 @@
 
 #include "cloud/WordErrorRate.h"
 
-#include <curl/curl.h>
+#include <httplib.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <fstream>
 #include <regex>
-#include <sstream>
 #include <thread>
 
 #include "VirtualMicrophone.h"
@@ -22,39 +20,11 @@ namespace murvel::e2e {
 
 namespace {
 
-const std::string serviceBase =
-    "http://127.0.0.1:" + std::to_string(MURVEL_TEST_SERVICE_PORT) + "/api";
-
-std::size_t collect(char* data, std::size_t size, std::size_t count, void* into) {
-  static_cast<std::string*>(into)->append(data, size * count);
-  return size * count;
-}
-
-// One request without following redirects: the status, the headers and the body; status 0 when
-// nothing answered.
-struct Reply {
-  long status = 0;
-  std::string headers, body;
-};
-
-Reply fetch(const std::string& url, const std::optional<std::string>& form = std::nullopt,
-            bool headOnly = false) {
-  Reply reply;
-  CURL* curl = curl_easy_init();
-  curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
-  curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, 10000L);
-  curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
-  curl_easy_setopt(curl, CURLOPT_NOBODY, headOnly ? 1L : 0L);
-  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, collect);
-  curl_easy_setopt(curl, CURLOPT_WRITEDATA, &reply.body);
-  curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, collect);
-  curl_easy_setopt(curl, CURLOPT_HEADERDATA, &reply.headers);
-  if (form)
-    curl_easy_setopt(curl, CURLOPT_COPYPOSTFIELDS, form->c_str());
-  if (curl_easy_perform(curl) == CURLE_OK)
-    curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &reply.status);
-  curl_easy_cleanup(curl);
-  return reply;
+// A client of the service on the port the app under test was built for.
+httplib::Client service() {
+  httplib::Client client("127.0.0.1", MURVEL_TEST_SERVICE_PORT);
+  client.set_read_timeout(10, 0);
+  return client;
 }
 
 std::string unescapedHtml(std::string text) {
@@ -66,48 +36,38 @@ std::string unescapedHtml(std::string text) {
   return text;
 }
 
-std::string urlEncoded(const std::string& text) {
-  char* escaped = curl_easy_escape(nullptr, text.c_str(), int(text.size()));
-  std::string result = escaped;
-  curl_free(escaped);
-  return result;
-}
-
-// What a browser does with the sign-in page at `url`: submit its form as it stands, and the
-// murvel: link it is sent back to.
-std::optional<std::string> followSignIn(const std::string& url, std::string& problem) {
-  const Reply page = fetch(url);
+// What a browser does with the sign-in page at `path` of the service: submit its form as it
+// stands, and the murvel: link it is sent back to.
+std::optional<std::string> followSignIn(const std::string& path, std::string& problem) {
+  auto client = service();
+  const auto page = client.Get(path);
   std::smatch match;
-  if (page.status != 200 ||
-      !std::regex_search(page.body, match,
+  if (!page || page->status != 200 ||
+      !std::regex_search(page->body, match,
                          std::regex(R"re(<form method="post" action="([^"]+)")re"))) {
-    problem = "the sign-in page at " + url + " has no form (status " + std::to_string(page.status) +
-              "):\n" + page.body;
+    problem = "the sign-in page at " + path + " has no form:\n" + (page ? page->body : "");
     return std::nullopt;
   }
   // The form's action is relative to the page.
-  const std::string page_path = url.substr(0, url.find('?'));
-  const std::string action = page_path.substr(0, page_path.rfind('/') + 1) + match[1].str();
-  std::string form;
+  const std::string pagePath = path.substr(0, path.find('?'));
+  const std::string action = pagePath.substr(0, pagePath.rfind('/') + 1) + match[1].str();
+  httplib::Params form;
   const std::regex field(R"re(<input type="hidden" name="([^"]+)" value="([^"]*)")re");
-  for (std::sregex_iterator it(page.body.begin(), page.body.end(), field), end; it != end; ++it) {
-    form += (form.empty() ? "" : "&") + urlEncoded(unescapedHtml((*it)[1])) + "=" +
-            urlEncoded(unescapedHtml((*it)[2]));
-  }
-  const Reply sent = fetch(action, form);
-  if (!std::regex_search(sent.headers, match, std::regex(R"(\n[Ll]ocation: *(\S+))"))) {
-    problem = "the sign-in form sent to " + action + " led nowhere (status " +
-              std::to_string(sent.status) + "):\n" + sent.body;
+  for (std::sregex_iterator it(page->body.begin(), page->body.end(), field), end; it != end; ++it)
+    form.emplace(unescapedHtml((*it)[1]), unescapedHtml((*it)[2]));
+  const auto sent = client.Post(action, form);
+  if (!sent || !sent->has_header("Location")) {
+    problem = "the sign-in form sent to " + action + " led nowhere:\n" + (sent ? sent->body : "");
     return std::nullopt;
   }
-  return match[1].str();
+  return sent->get_header_value("Location");
 }
 
 }  // namespace
 
 std::optional<std::string> signInLink(const std::string& email, std::string& problem) {
-  return followSignIn(serviceBase + "/auth/start?email=" + urlEncoded(email) +
-                          "&redirect_uri=" + urlEncoded("murvel://auth"),
+  return followSignIn("/api/auth/start?email=" + httplib::detail::encode_query_param(email) +
+                          "&redirect_uri=" + httplib::detail::encode_query_param("murvel://auth"),
                       problem);
 }
 
@@ -132,7 +92,8 @@ bool Cloud::start() {
     // Loading the speech model takes a while on a busy machine.
     if (waitFor(
             [&] {
-              return !process_->running() || fetch(serviceBase + "/health", {}, true).status == 200;
+              const auto health = service().Head("/api/health");
+              return !process_->running() || (health && health->status == 200);
             },
             60s) &&
         process_->running())
@@ -303,8 +264,9 @@ bool Journey::signIn(const std::string& email) {
                                           {{"visible", false}, {"children", json::array()}}))))
                     .dump() +
                 "\n" + app->log());
+  // The page the app sent the browser to, on the service's own address.
   url = url.substr(0, url.find('\n'));
-  const auto link = followSignIn(url, problem);
+  const auto link = followSignIn(url.substr(url.find("/api/")), problem);
   if (!link)
     return false;
   if (!link->starts_with("murvel://auth?login_token="))
@@ -350,7 +312,7 @@ bool Journey::settingsClosed() {
 }
 
 bool Journey::closeSettings() {
-  return chooseFromTrayMenu("", "Close Settings") &&
+  return chooseFromTrayMenu("Close Settings") &&
          (settingsClosed() || fail("the Settings window stayed open"));
 }
 
@@ -362,7 +324,7 @@ std::optional<json> Journey::openPanel() {
 }
 
 std::optional<json> Journey::openSettingsFromMenu() {
-  if (!chooseFromTrayMenu("", "Settings"))
+  if (!chooseFromTrayMenu("Settings"))
     return std::nullopt;
   auto window = app->waitForWindow(isSettings);
   if (!window)
@@ -371,22 +333,18 @@ std::optional<json> Journey::openSettingsFromMenu() {
   return window;
 }
 
-bool Journey::chooseFromTrayMenu(const std::string& submenu, const std::string& entry) {
+bool Journey::chooseFromTrayMenu(const std::string& entry) {
   const auto at = icon();
   if (!at)
     return fail("no icon of Murvel in the tray");
   // A click that only closes an open panel opens nothing: click again.
   if (!waitFor([&] { return click(at->center(), 3) && app->waitForWindow(isMenu, 3s); }))
     return fail("a right click on the tray icon opened no menu");
-  const auto path =
-      submenu.empty() ? std::vector<std::string>{entry} : std::vector<std::string>{submenu, entry};
-  for (const std::string& step : path) {
-    const auto shown = app->waitForWindow(
-        [&](const json& window) { return isMenu(window) && menuEntry(window, step).has_value(); });
-    if (!shown || !click(*menuEntry(*shown, step)))
-      return fail("the tray menu has no entry \"" + step + "\"");
-    lastMenu_ = *shown;
-  }
+  const auto shown = app->waitForWindow(
+      [&](const json& window) { return isMenu(window) && menuEntry(window, entry).has_value(); });
+  if (!shown || !click(*menuEntry(*shown, entry)))
+    return fail("the tray menu has no entry \"" + entry + "\"");
+  lastMenu_ = *shown;
   return true;
 }
 
@@ -414,12 +372,7 @@ std::string storedAccessKey() {
 }
 
 bool noSettingsWindow(App& app) {
-  return waitFor([&] {
-    const json all = app.dump();
-    return std::none_of(all.at("windows").begin(), all.at("windows").end(), [](const json& window) {
-      return window.at("visible").get<bool>() && isSettings(window);
-    });
-  });
+  return waitFor([&] { return !app.shows(isSettings); });
 }
 
 bool signInByLink(App& app, const std::string& program, const std::string& email,
@@ -447,29 +400,6 @@ bool signInByLink(App& app, const std::string& program, const std::string& email
   if (!noSettingsWindow(app))
     return problem = "the Settings window stayed open after signing in", false;
   return true;
-}
-
-std::vector<std::string> Journey::trail(const std::string& id) const {
-  std::vector<std::string> events;
-  std::istringstream lines(app ? app->log() : "");
-  const std::string prefix = "[Murvel][" + id + "][";
-  for (std::string line; std::getline(lines, line);) {
-    if (line.starts_with(prefix))
-      events.push_back(line.substr(prefix.size(), line.find(']', prefix.size()) - prefix.size()));
-  }
-  return events;
-}
-
-std::string Journey::lastTraceId() const {
-  std::istringstream lines(app ? app->log() : "");
-  std::string id;
-  const std::regex start(R"(^\[Murvel\]\[([^\]]+)\]\[client_start\])");
-  for (std::string line; std::getline(lines, line);) {
-    std::smatch match;
-    if (std::regex_search(line, match, start))
-      id = match[1];
-  }
-  return id;
 }
 
 int Journey::pastes() const {

@@ -103,8 +103,8 @@ class Journey {
   // The sentence spoken into the microphone while the hotkey is held with the target window in
   // front, and the text that arrived there; nothing if none did.
   std::optional<std::string> dictate(const std::string& sentence, const std::string& name);
-  // Chooses `entry` (e.g. "Smart") in the tray menu's submenu whose title starts with `submenu`.
-  bool chooseFromTrayMenu(const std::string& submenu, const std::string& entry);
+  // Chooses the tray menu's entry whose title starts with `entry`.
+  bool chooseFromTrayMenu(const std::string& entry);
   // Opens the panel with a left click on the tray icon.
   std::optional<json> openPanel();
   std::optional<json> openSettingsFromMenu();
@@ -112,10 +112,7 @@ class Journey {
   fs::path home() const { return home_; }
   fs::path work() const { return work_; }
   std::string accessKey() const { return storedAccessKey(); }
-  // What the app's trail says about the dictation with trace id `id`, event names in order.
-  std::vector<std::string> trail(const std::string& id) const;
-  // The trace id of the last dictation that reached the service, or empty.
-  std::string lastTraceId() const;
+  // How many pastes the app's trace has told of.
   int pastes() const;
 
   Programs programs = builtPrograms();

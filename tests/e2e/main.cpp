@@ -5,7 +5,6 @@
 //   murvel_e2e --demo SCREENSHOT_DIRECTORY
 
 #include <gtest/gtest.h>
-#include <signal.h>
 
 #include <QGuiApplication>
 #include <cstdio>
@@ -54,8 +53,7 @@ int demonstrate(const fs::path& screenshots) {
               text->c_str());
   std::printf("Screenshots:          %s\n                      %s\n", panelShot.c_str(),
               settingsShot.c_str());
-  journey.app->process().signal(SIGTERM);
-  journey.app->process().waitForExit(5s);
+  journey.app->quit();
   return 0;
 }
 

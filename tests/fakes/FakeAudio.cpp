@@ -1,36 +1,18 @@
 #include "fakes/FakeAudio.h"
 
-#include <algorithm>
+#include "support/WavFile.h"
+
 #include <fstream>
 
 namespace murvel::testing {
 
 namespace {
 
-void putLittleEndian(std::string& out, std::uint32_t value, int bytes) {
-  for (int i = 0; i < bytes; ++i) out.push_back(static_cast<char>((value >> (8 * i)) & 0xff));
-}
-
-// A RIFF/WAVE file of `size` bytes in the recorder's format: 16 kHz mono 16-bit PCM, a quiet
-// tone after the 44-byte header. Smaller sizes give the first bytes of such a file.
+// A WAV file of `size` bytes in the recorder's format, or the first bytes of one.
 std::string waveFile(std::size_t size) {
-  const std::uint32_t data = size > 44 ? static_cast<std::uint32_t>(size - 44) : 0;
-  std::string out = "RIFF";
-  putLittleEndian(out, 36 + data, 4);
-  out += "WAVEfmt ";
-  putLittleEndian(out, 16, 4);
-  putLittleEndian(out, 1, 2);      // linear PCM
-  putLittleEndian(out, 1, 2);      // one channel
-  putLittleEndian(out, 16000, 4);  // frames a second
-  putLittleEndian(out, 32000, 4);  // bytes a second
-  putLittleEndian(out, 2, 2);      // bytes a frame
-  putLittleEndian(out, 16, 2);     // bits a sample
-  out += "data";
-  putLittleEndian(out, data, 4);
-  for (std::uint32_t i = 0; out.size() < size; ++i)
-    out.push_back(static_cast<char>((i * 7) & 0x3f));
-  out.resize(size);
-  return out;
+  std::string file = test::wavFile({.audio = std::string(size > 44 ? size - 44 : 0, '\x11')});
+  file.resize(size);
+  return file;
 }
 
 class FakeRecorder final : public AudioRecorder {
@@ -109,8 +91,6 @@ void FakeCaptureDevice::answer(bool granted) {
 
 std::shared_ptr<Sound> FakeSounds::soundNamed(std::string_view name) {
   lookups.emplace_back(name);
-  if (std::find(missing.begin(), missing.end(), name) != missing.end())
-    return nullptr;
   return std::make_shared<FakeSound>(*this, std::string(name));
 }
 

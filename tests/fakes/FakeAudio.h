@@ -50,7 +50,6 @@ class FakeSounds final : public Sounds {
 
   std::vector<std::string> lookups;
   std::vector<std::string> played;
-  std::vector<std::string> missing;  // names for which there is no sound
 };
 
 }  // namespace murvel::testing

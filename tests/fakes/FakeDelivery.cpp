@@ -20,8 +20,7 @@ std::optional<std::string> FakePasteboard::stringForType(std::string_view type) 
   return content;
 }
 
-std::shared_ptr<EventSource> FakeKeyEventPoster::eventSourceCreate(std::int32_t stateID) {
-  sourceStates.push_back(stateID);
+std::shared_ptr<EventSource> FakeKeyEventPoster::eventSourceCreate(std::int32_t) {
   return std::make_shared<EventSource>();
 }
 

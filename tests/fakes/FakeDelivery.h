@@ -28,7 +28,6 @@ class FakeKeyEventPoster final : public KeyEventPoster {
                                                    std::uint16_t virtualKey, bool keyDown) override;
   void eventPost(std::int32_t tap, const KeyboardEvent& event) override;
 
-  std::vector<std::int32_t> sourceStates;
   std::vector<std::pair<std::int32_t, KeyboardEvent>> posted;
 };
 

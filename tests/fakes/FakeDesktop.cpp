@@ -14,16 +14,12 @@ long FakeAlerts::runModal(const Alert& alert) {
 
 std::optional<MonitorToken> FakeEventMonitors::addLocalMonitor(
     std::uint64_t mask, std::function<std::optional<KeyEvent>(const KeyEvent&)> handler) {
-  if (journal)
-    journal->push_back("local monitor");
   local_[next_] = {mask, std::move(handler)};
   return next_++;
 }
 
 std::optional<MonitorToken> FakeEventMonitors::addGlobalMonitor(
     std::uint64_t mask, std::function<void(const KeyEvent&)> handler) {
-  if (journal)
-    journal->push_back("global monitor");
   global_[next_] = {mask, std::move(handler)};
   return next_++;
 }

@@ -30,10 +30,7 @@ class FakeWorkspace final : public Workspace {
     opened.push_back(url);
     return true;
   }
-  std::filesystem::path temporaryDirectory() override {
-    note("temporaryDirectory");
-    return temporary;
-  }
+  std::filesystem::path temporaryDirectory() override { return temporary; }
   std::optional<std::filesystem::path> applicationSupportDirectory() override {
     note("applicationSupportDirectory");
     return applicationSupport;
@@ -122,8 +119,6 @@ class FakeEventMonitors final : public EventMonitors {
   std::size_t localCount() const { return local_.size(); }
   std::size_t globalCount() const { return global_.size(); }
   std::vector<std::uint64_t> localMasks() const;
-
-  std::vector<std::string>* journal = nullptr;  // gets "local monitor" or "global monitor"
 
  private:
   struct Local {

@@ -13,7 +13,7 @@ FakePlatform::FakePlatform(RealFamilies real)
                sounds,
                keychain,
                real.eventMonitors != nullptr ? *real.eventMonitors : eventMonitors,
-               real.urlSessions != nullptr ? *real.urlSessions : urlSessions,
+               urlSessions,
                pasteboard,
                keyEventPoster,
                accessibility,
@@ -25,10 +25,7 @@ FakePlatform::FakePlatform(RealFamilies real)
                statusBar,
                windowServer,
                dateFormatter} {
-  for (std::vector<std::string>** entry :
-       {&workspace.journal, &urlSessions.journal, &keychain.journal, &eventMonitors.journal,
-        &userDefaults.journal})
-    *entry = &journal;
+  workspace.journal = urlSessions.journal = &journal;
   workspace.temporary = directory.path() / "tmp";
   workspace.applicationSupport = directory.path() / "data";
   std::filesystem::create_directories(workspace.temporary);

@@ -16,15 +16,14 @@ namespace murvel::testing {
 
 using TemporaryDirectory = murvel::test::TemporaryDirectory;
 
-// Every platform family as a fake, wired into one Platform. The workspace's temporary and
-// data directories lie in a private temporary directory.
-// Real families that a test puts in place of fakes.
+// Families that a test puts in place of fakes.
 struct RealFamilies {
-  UrlSessions* urlSessions = nullptr;        // requests go out for real
-  StandardOutput* standardOutput = nullptr;  // trace lines reach the process's output
+  StandardOutput* standardOutput = nullptr;  // where trace lines go instead
   EventMonitors* eventMonitors = nullptr;    // monitors in front of the fake ones
 };
 
+// Every platform family as a fake, wired into one Platform. The workspace's temporary and
+// data directories lie in a private temporary directory.
 struct FakePlatform {
   explicit FakePlatform(RealFamilies real = {});
 

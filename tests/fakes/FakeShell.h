@@ -3,7 +3,6 @@
 #include <memory>
 #include <set>
 #include <string>
-#include <vector>
 
 #include "platform/DateFormatter.h"
 #include "platform/StatusBar.h"
@@ -16,23 +15,19 @@ namespace murvel::testing {
 class FakeStatusBar final : public StatusBar {
  public:
   std::shared_ptr<StatusItem> statusItemWithLength(double length) override {
-    items.push_back(std::make_shared<StatusItem>(length, true));
-    return items.back();
+    return std::make_shared<StatusItem>(length, true);
   }
   void removeStatusItem(StatusItem& item) override { item.remove(); }
-
-  std::vector<std::shared_ptr<StatusItem>> items;
 };
 
 class FakeWindowServer final : public WindowServer {
  public:
-  void addWindow(Window& window) override { windows.push_back(&window); }
+  void addWindow(Window&) override {}
   void addPopover(Popover&) override {}
   bool hasSymbolImage(std::string_view name) override {
     return !missingSymbols.count(std::string(name));
   }
 
-  std::vector<Window*> windows;
   std::set<std::string> missingSymbols;
 };
 

@@ -13,8 +13,6 @@ std::optional<PropertyValue> FakeUserDefaults::persistentObject(std::string_view
 
 void FakeUserDefaults::setObject(const PropertyValue& value, std::string_view key) {
   writes.emplace_back(std::string(key), value);
-  if (journal)
-    journal->push_back("write " + std::string(key));
   if (value.is_null()) {
     stored.erase(std::string(key));
   } else {
@@ -55,8 +53,6 @@ KeychainStatus FakeKeychain::itemCopyMatching(const KeychainQuery& query,
 
 void FakeKeychain::record(const std::string& operation, const KeychainQuery& query) {
   calls.push_back({operation, query});
-  if (journal)
-    journal->push_back("keychain " + operation);
 }
 
 void FakeKeychain::storeAccessKey(const std::string& key) {

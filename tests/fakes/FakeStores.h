@@ -20,7 +20,6 @@ class FakeUserDefaults final : public UserDefaults {
 
   std::map<std::string, PropertyValue, std::less<>> stored;
   std::vector<std::pair<std::string, PropertyValue>> writes;
-  std::vector<std::string>* journal = nullptr;  // gets "write <key>" for each write
 };
 
 // A keychain in memory with the status codes of the real one. Every call is recorded.
@@ -39,7 +38,6 @@ class FakeKeychain final : public KeychainBackend {
     KeychainQuery query;
   };
   std::vector<Call> calls;
-  std::vector<std::string>* journal = nullptr;  // gets "keychain <operation>" for each call
   std::map<std::pair<std::string, std::string>, std::vector<std::uint8_t>> items;
   // When set, every call fails with this status, as a locked keyring does.
   std::optional<KeychainStatus> failWith;

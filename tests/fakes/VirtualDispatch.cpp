@@ -147,13 +147,6 @@ std::vector<std::function<void()>> VirtualDispatch::takeGlobalWork() {
   return taken;
 }
 
-std::vector<QualityOfService> VirtualDispatch::pendingGlobalQualities() const {
-  std::lock_guard lock(mutex_);
-  std::vector<QualityOfService> qualities;
-  for (const auto& [qos, work] : global_) qualities.push_back(qos);
-  return qualities;
-}
-
 void VirtualDispatch::discardAll() {
   std::deque<std::function<void()>> main;
   std::deque<std::pair<QualityOfService, std::function<void()>>> global;

@@ -33,7 +33,6 @@ class VirtualDispatch final : public Dispatch {
 
   // The global work waiting, taken out of the queue so a test can run it in any order.
   std::vector<std::function<void()>> takeGlobalWork();
-  std::vector<QualityOfService> pendingGlobalQualities() const;
 
   // Drops every queued, delayed and timed block unrun, with whatever they hold.
   void discardAll();

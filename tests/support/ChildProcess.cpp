@@ -41,7 +41,7 @@ ChildProcess::ChildProcess(std::vector<std::string> argv, const std::filesystem:
                                      O_WRONLY | O_CREAT | O_APPEND, 0600);
     posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
   }
-  if (posix_spawn(&pid_, arguments[0], &actions, nullptr, arguments.data(), environment.data()) !=
+  if (posix_spawnp(&pid_, arguments[0], &actions, nullptr, arguments.data(), environment.data()) !=
       0)
     pid_ = -1;
   posix_spawn_file_actions_destroy(&actions);

@@ -14,9 +14,9 @@ namespace murvel::test {
 bool waitFor(const std::function<bool()>& done,
              std::chrono::milliseconds limit = std::chrono::seconds(20));
 
-// A program started in its own process with the test's environment and `env` added. What it
-// writes to standard output and error is appended to `log` when one is given. A process still
-// running when this is destroyed is killed.
+// A program started in its own process with the test's environment and `env` added, found on the
+// PATH unless its name has a slash. What it writes to standard output and error is appended to
+// `log` when one is given. A process still running when this is destroyed is killed.
 class ChildProcess {
  public:
   explicit ChildProcess(std::vector<std::string> argv, const std::filesystem::path& log = {},

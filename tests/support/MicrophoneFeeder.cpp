@@ -1,6 +1,7 @@
 // The voice of the test session's virtual microphone: feeds the FIFO of PulseAudio's pipe source
 // with 16 kHz mono samples in real time, all the time, the way a sound card delivers them. Between
-// utterances it sends silence; on request it sends the samples of a WAV file instead.
+// utterances it sends silence; on request it sends the samples of a WAV file of that format
+// instead (tests/support/Speech.h makes them so).
 //
 //   murvel_mic_feeder FIFO CONTROL_SOCKET
 //
@@ -38,6 +39,8 @@
 #include <variant>
 #include <vector>
 
+#include "cloud/WavFormat.h"
+
 namespace murvel::test {
 namespace {
 
@@ -45,61 +48,15 @@ constexpr int rate = 16000;
 constexpr int blockSamples = rate / 100;  // 10 ms
 constexpr long blockNanoseconds = 10'000'000;
 
-std::uint32_t little(const std::string& bytes, std::size_t at, int width) {
-  std::uint32_t value = 0;
-  for (int i = width - 1; i >= 0; --i)
-    value = (value << 8) | static_cast<unsigned char>(bytes[at + std::size_t(i)]);
-  return value;
-}
-
-// The samples of a 16-bit PCM WAV file of any rate and channel count, as 16 kHz mono, or why not.
+// The samples of a WAV file in the microphone's format, 16 kHz mono 16-bit PCM, or why not.
 std::variant<std::vector<std::int16_t>, std::string> loadWav(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   if (!in)
     return "cannot read " + path;
-  const std::string bytes{std::istreambuf_iterator<char>(in), {}};
-  if (bytes.size() < 12 || bytes.compare(0, 4, "RIFF") != 0 || bytes.compare(8, 4, "WAVE") != 0)
-    return path + " is not a WAV file";
-  std::uint32_t channels = 0, sourceRate = 0, bits = 0;
-  std::string_view data;
-  for (std::size_t at = 12; at + 8 <= bytes.size();) {
-    const std::uint32_t size = little(bytes, at + 4, 4);
-    const std::size_t body = at + 8, length = std::min<std::size_t>(size, bytes.size() - body);
-    if (bytes.compare(at, 4, "fmt ") == 0 && length >= 16) {
-      if (little(bytes, body, 2) != 1)
-        return path + " is not PCM";
-      channels = little(bytes, body + 2, 2);
-      sourceRate = little(bytes, body + 4, 4);
-      bits = little(bytes, body + 14, 2);
-    } else if (bytes.compare(at, 4, "data") == 0) {
-      data = std::string_view(bytes).substr(body, length);
-    }
-    at = body + length + (length & 1);
-  }
-  if (bits != 16 || channels == 0 || sourceRate == 0)
-    return path + " is not 16-bit PCM with a format chunk";
-  const std::size_t frames = data.size() / (2 * channels);
-  std::vector<double> mono(frames);
-  for (std::size_t f = 0; f < frames; ++f) {
-    double sum = 0;
-    for (std::uint32_t c = 0; c < channels; ++c) {
-      std::int16_t sample;
-      std::memcpy(&sample, data.data() + 2 * (f * channels + c), 2);
-      sum += sample;
-    }
-    mono[f] = sum / channels;
-  }
-  // Linear interpolation to the microphone's rate; a no-op at 16 kHz.
-  const double step = double(sourceRate) / rate;
-  std::vector<std::int16_t> samples(frames == 0 ? 0 : std::size_t((frames - 1) / step) + 1);
-  for (std::size_t i = 0; i < samples.size(); ++i) {
-    const double position = i * step;
-    const std::size_t left = std::size_t(position);
-    const std::size_t right = std::min(left + 1, frames - 1);
-    const double value = mono[left] + (mono[right] - mono[left]) * (position - double(left));
-    samples[i] = std::int16_t(std::clamp(value, -32768.0, 32767.0));
-  }
-  return samples;
+  auto samples = cloud::readWavSamples(std::string{std::istreambuf_iterator<char>(in), {}});
+  if (!samples.ok())
+    return path + ": " + samples.problem();
+  return std::move(samples.value());
 }
 
 struct Utterance {

@@ -82,13 +82,4 @@ bool say(const std::filesystem::path& wav) {
   return Utterance(wav).ended().has_value();
 }
 
-std::filesystem::path speech(const std::string& text, const std::filesystem::path& directory,
-                             const std::string& name) {
-  const auto file = directory / (name + ".wav");
-  std::string quoted;
-  for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  const std::string command = "flite -t '" + quoted + "' -o '" + file.string() + "'";
-  return std::system(command.c_str()) == 0 ? file : std::filesystem::path();
-}
-
 }  // namespace murvel::test

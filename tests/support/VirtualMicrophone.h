@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "Speech.h"
+
 namespace murvel::test {
 
 // A sound played into the test session's virtual microphone (tests/linux/session.sh --pulse),
@@ -37,9 +39,5 @@ class Utterance {
 
 // Plays `wav` into the microphone and returns once all of it has gone in; false if it was not.
 bool say(const std::filesystem::path& wav);
-
-// A spoken sentence made with flite, as `directory`/`name`.wav.
-std::filesystem::path speech(const std::string& text, const std::filesystem::path& directory,
-                             const std::string& name = "speech");
 
 }  // namespace murvel::test

@@ -1,7 +1,5 @@
 #include "AudioTestSupport.h"
 
-#include "VirtualMicrophone.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -19,34 +17,9 @@ static bool serverAnswers() {
   return run("pactl info >/dev/null 2>&1") == 0;
 }
 
-bool eventually(const std::function<bool()>& done) {
-  for (int i = 0; i < 250 && !done(); ++i)
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  return done();
-}
-
-std::filesystem::path scratchDirectory() {
-  static int counter = 0;
-  auto directory =
-      std::filesystem::path(std::getenv("XDG_RUNTIME_DIR")) / std::to_string(counter++);
-  std::filesystem::create_directories(directory);
-  return directory;
-}
-
-std::filesystem::path speak(const std::string& text, const std::filesystem::path& directory) {
-  const auto file = murvel::test::speech(text, directory);
-  EXPECT_FALSE(file.empty()) << "flite could not say: " << text;
-  return file;
-}
-
-void playIntoMicrophone(const std::filesystem::path& file) {
-  murvel::test::Utterance utterance(file);
-  EXPECT_TRUE(utterance.ended()) << utterance.error();
-}
-
 bool stopSoundServer() {
   run("pulseaudio --kill >/dev/null 2>&1");
-  return eventually([] { return !serverAnswers(); });
+  return waitFor([] { return !serverAnswers(); });
 }
 
 bool startSoundServer() {
@@ -55,7 +28,7 @@ bool startSoundServer() {
                          "--load='module-pipe-source source_name=vmic file=") +
              std::getenv("MURVEL_MIC_FIFO") + " format=s16le rate=16000 channels=1' 2>/dev/null") ==
              0 &&
-         eventually(serverAnswers) && run("pactl set-default-source vmic") == 0;
+         waitFor(serverAnswers) && run("pactl set-default-source vmic") == 0;
 }
 
 double Wav::rms() const {
@@ -88,26 +61,6 @@ Wav readWav(const std::filesystem::path& file) {
   wav.samples.resize((bytes.size() - 44) / 2);
   std::copy_n(&bytes[44], 2 * wav.samples.size(), reinterpret_cast<char*>(wav.samples.data()));
   return wav;
-}
-
-void writeWav(const std::filesystem::path& file, const Wav& wav) {
-  const std::uint32_t data = 2 * std::uint32_t(wav.samples.size());
-  std::string header = "RIFF....WAVEfmt ....ppccrrrrbbbbaabbdata....";
-  const auto put = [&](std::size_t at, std::uint32_t value, int width) {
-    for (int i = 0; i < width; ++i) header[at + std::size_t(i)] = char((value >> (8 * i)) & 0xff);
-  };
-  put(4, 36 + data, 4);
-  put(16, 16, 4);
-  put(20, 1, 2);
-  put(22, 1, 2);
-  put(24, wav.sampleRate, 4);
-  put(28, 2 * wav.sampleRate, 4);
-  put(32, 2, 2);
-  put(34, 16, 2);
-  put(40, data, 4);
-  std::ofstream out(file, std::ios::binary);
-  out << header;
-  out.write(reinterpret_cast<const char*>(wav.samples.data()), data);
 }
 
 std::shared_ptr<void> freezeServer() {

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "ChildProcess.h"
+
 namespace murvel::linux_platform::test {
 
 // Runs a shell command; 0 when it succeeded.
@@ -15,17 +17,7 @@ inline int run(const std::string& command) {
   return std::system(command.c_str());
 }
 
-// Whether `done` holds within a few seconds; only a guard against waiting for ever.
-bool eventually(const std::function<bool()>& done);
-
-// A fresh empty directory for one test, inside the session's own, which goes with it.
-std::filesystem::path scratchDirectory();
-
-// A spoken sentence made with flite, as a WAV file in `directory`.
-std::filesystem::path speak(const std::string& text, const std::filesystem::path& directory);
-
-// Plays a file into the virtual microphone and returns when it has been played.
-void playIntoMicrophone(const std::filesystem::path& file);
+using murvel::test::waitFor;
 
 // Stops the session's sound server, or starts one with the virtual microphone again; true once
 // that is done.
@@ -43,7 +35,6 @@ struct Wav {
   double energy() const { return rms() * rms() * seconds(); }
 };
 Wav readWav(const std::filesystem::path& file);
-void writeWav(const std::filesystem::path& file, const Wav& wav);
 
 // Points the sound clients of this process at a socket where no server listens.
 struct NoSoundServer {

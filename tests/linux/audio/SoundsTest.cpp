@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "AudioTestSupport.h"
+#include "TemporaryDirectory.h"
 #include "dictation/RecorderSettings.h"
 #include "platform/linux/audio/PulseAudioRecorderFactory.h"
 #include "platform/linux/audio/PulseAudioSounds.h"
@@ -38,7 +39,8 @@ TEST(SoundsTest, TheSoundsAreShortAndSoftAndAreHeardOnTheDefaultSink) {
   }
 
   ASSERT_EQ(run("pactl set-default-source speakers.monitor"), 0);
-  const auto file = scratchDirectory() / "heard.wav";
+  murvel::test::TemporaryDirectory directory;
+  const auto file = directory.path() / "heard.wav";
   PulseAudioSounds sounds;
   auto made = PulseAudioRecorderFactory().makeRecorder(file, murvelRecorderSettings());
   ASSERT_TRUE(made.ok() && made.value()->record());
@@ -72,7 +74,7 @@ TEST(SoundsTest, OnlyKnownSoundsAreFoundAndPlayingThemNeverWaits) {
   }
   // A round trip after the requests: the server has made the streams, and must end them.
   EXPECT_EQ(connection->defaultSourceState(5s), PulseConnection::SourceState::available);
-  EXPECT_TRUE(eventually([] { return run("pactl list sink-inputs | grep -q Feedback") != 0; }));
+  EXPECT_TRUE(waitFor([] { return run("pactl list sink-inputs | grep -q Feedback") != 0; }));
 }
 
 }  // namespace

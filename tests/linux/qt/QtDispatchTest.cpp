@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
+#include <QTest>
 #include <QTimer>
 #include <atomic>
 #include <chrono>
@@ -14,19 +15,6 @@ namespace {
 
 class QtDispatchTest : public ::testing::Test {
  protected:
-  // Runs the event loop until `done` holds, or a generous limit passes.
-  bool loopUntil(const std::function<bool()>& done) {
-    QTimer check;
-    QObject::connect(&check, &QTimer::timeout, [&] {
-      if (done())
-        QCoreApplication::quit();
-    });
-    check.start(5);
-    QTimer::singleShot(10000, [] { QCoreApplication::quit(); });
-    QCoreApplication::exec();
-    return done();
-  }
-
   int argc_ = 1;
   char name_[6] = "tests";
   char* argv_[1] = {name_};
@@ -47,7 +35,7 @@ TEST_F(QtDispatchTest, MainQueueRunsWorkFromAnyThreadOnTheMainThreadInOrder) {
     }
   });
   other.join();
-  ASSERT_TRUE(loopUntil([&] { return order.size() == 100; }));
+  ASSERT_TRUE(QTest::qWaitFor([&] { return order.size() == 100; }));
   EXPECT_TRUE(allOnMain);
   EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
 }
@@ -62,9 +50,8 @@ TEST_F(QtDispatchTest, DelayedWorkCountsFromTheCallAndRunsUnlessCancelled) {
   cancelled->cancel();
   // The rest of this turn outlasts both delays; the dispatched one still counts from its call.
   std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  ASSERT_TRUE(loopUntil([&] { return ran.size() == 3; }));
-  QTimer::singleShot(60, [] { QCoreApplication::quit(); });
-  QCoreApplication::exec();
+  ASSERT_TRUE(QTest::qWaitFor([&] { return ran.size() == 3; }));
+  QTest::qWait(60);
   // Whether posted work or due timers come first on a turn is the event loop's affair.
   EXPECT_EQ(std::erase(ran, "now"), 1u);
   EXPECT_EQ(ran, (std::vector<std::string>{"delayed", "timer due later"}));
@@ -73,12 +60,11 @@ TEST_F(QtDispatchTest, DelayedWorkCountsFromTheCallAndRunsUnlessCancelled) {
 TEST_F(QtDispatchTest, RepeatingTimerTicksUntilInvalidatedAndGlobalWorkRunsElsewhere) {
   int ticks = 0;
   auto timer = dispatch_.scheduledRepeatingTimer(0.01, [&] { ++ticks; });
-  ASSERT_TRUE(loopUntil([&] { return ticks >= 3; }));
+  ASSERT_TRUE(QTest::qWaitFor([&] { return ticks >= 3; }));
   timer->invalidate();
   EXPECT_FALSE(timer->isValid());
   const int stoppedAt = ticks;
-  QTimer::singleShot(50, [] { QCoreApplication::quit(); });
-  QCoreApplication::exec();
+  QTest::qWait(50);
   EXPECT_EQ(ticks, stoppedAt);
 
   std::atomic<bool> offMain{false};
@@ -88,7 +74,7 @@ TEST_F(QtDispatchTest, RepeatingTimerTicksUntilInvalidatedAndGlobalWorkRunsElsew
     offMain = std::this_thread::get_id() != mainThread;
     done = true;
   });
-  ASSERT_TRUE(loopUntil([&] { return done.load(); }));
+  ASSERT_TRUE(QTest::qWaitFor([&] { return done.load(); }));
   EXPECT_TRUE(offMain);
 }
 

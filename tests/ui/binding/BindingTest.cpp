@@ -274,16 +274,6 @@ INSTANTIATE_TEST_SUITE_P(
                   return button;
                 },
                 [](QWidget& w) { QTest::mouseClick(&w, Qt::LeftButton); }, "recordTapped"},
-        Gesture{"ClickOnADisabledButton",
-                [](std::string& heard) {
-                  auto button = std::make_unique<Button>("Copy Result");
-                  button->setEnabled(false);
-                  button->action = [&heard] {
-                    heard += "copyTapped";
-                  };
-                  return button;
-                },
-                [](QWidget& w) { QTest::mouseClick(&w, Qt::LeftButton); }, ""},
         Gesture{"ItemChosenFromAPopUp",
                 [](std::string& heard) {
                   auto popUp = std::make_unique<PopUpButton>();

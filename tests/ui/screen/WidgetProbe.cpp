@@ -1,8 +1,8 @@
 // Test-only, linked into the app under test and never into the shipped program: with
 // MURVEL_WIDGET_DUMP naming a file, each SIGUSR1 makes the app write every top-level widget and
 // its descendants there as JSON (class, global geometry, visibility, texts and whether they are
-// cut short, items, menu entries),
-// so that a test on a private desktop can check what the screen shows and where.
+// cut short, tabs, menu entries), so that a test on a private desktop can check what the screen
+// shows and where.
 
 #include <unistd.h>
 
@@ -20,7 +20,6 @@
 #include <QSocketNotifier>
 #include <QTabBar>
 #include <QTabWidget>
-#include <QTableWidget>
 #include <QTextEdit>
 #include <csignal>
 
@@ -46,8 +45,6 @@ QJsonObject describe(const QWidget& widget) {
   QJsonObject object = frame(widget, widget.rect());
   object["class"] = widget.metaObject()->className();
   object["visible"] = widget.isVisible();
-  object["enabled"] = widget.isEnabled();
-  object["color"] = widget.palette().color(widget.foregroundRole()).name();
   if (const auto* label = qobject_cast<const QLabel*>(&widget))
     object["text"] = label->text();
   if (const auto* label = dynamic_cast<const murvel::linux_platform::ui::RecordLabel*>(&widget)) {
@@ -62,16 +59,10 @@ QJsonObject describe(const QWidget& widget) {
     object["text"] = button->text();
   if (const auto* field = qobject_cast<const QLineEdit*>(&widget))
     object["text"] = field->text();
-  if (const auto* text = qobject_cast<const QTextEdit*>(&widget)) {
+  if (const auto* text = qobject_cast<const QTextEdit*>(&widget))
     object["text"] = text->toPlainText();
-    object["color"] = text->palette().color(QPalette::Text).name();
-  }
-  if (const auto* combo = qobject_cast<const QComboBox*>(&widget)) {
+  if (const auto* combo = qobject_cast<const QComboBox*>(&widget))
     object["text"] = combo->currentText();
-    QJsonArray items;
-    for (int i = 0; i < combo->count(); ++i) items.push_back(combo->itemText(i));
-    object["items"] = items;
-  }
   if (const auto* bar = qobject_cast<const QTabBar*>(&widget)) {
     QJsonArray tabs;
     for (int i = 0; i < bar->count(); ++i) {
@@ -80,19 +71,12 @@ QJsonObject describe(const QWidget& widget) {
       tabs.push_back(tab);
     }
     object["tabs"] = tabs;
-    object["current"] = bar->currentIndex();
   }
-  if (const auto* table = qobject_cast<const QTableWidget*>(&widget))
-    object["rows"] = table->rowCount();
   if (const auto* menu = qobject_cast<const QMenu*>(&widget)) {
     QJsonArray actions;
     for (QAction* action : menu->actions()) {
       QJsonObject entry = frame(widget, menu->actionGeometry(action));
       entry["text"] = action->text();
-      entry["separator"] = action->isSeparator();
-      entry["checked"] = action->isChecked();
-      entry["shortcut"] = action->shortcut().toString();
-      entry["submenu"] = action->menu() != nullptr;
       actions.push_back(entry);
     }
     object["actions"] = actions;

@@ -6,25 +6,11 @@
 namespace murvel {
 namespace {
 
-TEST(HotkeyCatalogueTest, TableHasTheFiveKeysInPickerOrder) {
-  const auto& options = murvelHotkeyOptions();
-  ASSERT_EQ(options.size(), 5u);
-  EXPECT_EQ(options.front().value, "fn");
-  EXPECT_EQ(options.back().value, "capslock");
-  EXPECT_EQ(options[1], (MurvelHotkeyOption{"right_cmd", "Right Command", "Right \u2318",
-                                            "Right Command \u2318", 54, 0x100000}));
-  EXPECT_EQ(options[2].compactLabel, "Right \u2325");
-  EXPECT_EQ(options[3].pickerLabel, "Right Control \u2303");
-  EXPECT_EQ(murvelHotkeyOptions(), options);
-  EXPECT_EQ(murvelHotkeyHintText(), "Fn, Right Command, Right Option, Right Control, or Caps Lock");
-}
-
 TEST(HotkeyCatalogueTest, LookUpByStringTrimsAndIgnoresCaseOfTheInputOnly) {
   EXPECT_EQ(murvelHotkeyOption(" \t RIGHT_Cmd\n")->value, "right_cmd");
   EXPECT_EQ(murvelHotkeyOption("CapsLock")->value, "capslock");
   EXPECT_EQ(murvelHotkeyOption("\u00A0fn\u2003")->value, "fn");  // Unicode blanks trim too
-  for (const char* unknown : {"", "right cmd", "right-cmd", "right_command", "right_control",
-                              "left_cmd", "left_option", "f n", "shift"}) {
+  for (const char* unknown : {"", "right cmd", "right_command", "left_cmd"}) {
     EXPECT_EQ(murvelHotkeyOption(unknown), std::nullopt) << unknown;
   }
 }

@@ -21,24 +21,6 @@ class PermissionsTest : public ::testing::Test {
   AppHarness h;
 };
 
-TEST_F(PermissionsTest, AccessibilityRecordNamesTheChosenHotkey) {
-  h.app->settings.setHotkey("right_option");
-  given(3, false);
-  EXPECT_EQ(h.app->permissionStates()[0].detail,
-            "Enabled. Murvel can hear you and start recording immediately.");
-  EXPECT_EQ(h.app->permissionStates()[1],
-            (MurvelPermissionState{MurvelPermissionKind::accessibility, "Accessibility",
-                                   "Off. Enable this so Right Option works while you stay in "
-                                   "other apps.",
-                                   false, "Open Settings"}));
-  h.app->settings.setHotkey("capslock");
-  given(3, true);
-  EXPECT_EQ(
-      h.app->permissionStates()[1].detail,
-      "Enabled. Caps Lock can work while you stay in Chrome, Meet, WhatsApp, and other apps.");
-  EXPECT_TRUE(h.app->missingPermissionStates().empty());
-}
-
 struct PopupCase {
   int microphone;
   bool trusted;
@@ -59,6 +41,7 @@ class PermissionsPopupTest : public PermissionsTest,
 TEST_P(PermissionsPopupTest, AlertListsWhatIsMissingAndActsOnTheChosenButton) {
   const auto& c = GetParam();
   given(c.microphone, c.trusted);
+  h.app->settings.setHotkey("right_option");
   h.fake.alerts.answers = {alertFirstButtonReturn};
   h.app->showPermissionsPopup(true, false);
   ASSERT_EQ(h.fake.alerts.shown.size(), 1u);
@@ -79,7 +62,7 @@ const std::string micAllow =
 const std::string micOff =
     "\u2022 Microphone: Off. Enable this in System Settings > Privacy & Security > Microphone.";
 const std::string axOff =
-    "\u2022 Accessibility: Off. Enable this so Fn works while you stay in other apps.";
+    "\u2022 Accessibility: Off. Enable this so Right Option works while you stay in other apps.";
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, PermissionsPopupTest,

@@ -109,12 +109,7 @@ INSTANTIATE_TEST_SUITE_P(
                  {"Open Murvel|togglePopover||", "Close Dictation Panel|closePopover||app",
                   "Close Settings|closeSettingsWindow||app", "-", "Tone for Editor||||>", "-",
                   cleanupRow, "-", settingsRow, "-", quitRow}},
-        MenuCase{"panel_open_app_without_name",
-                 true,
-                 false,
-                 RunningApplication{"com.example.nameless", std::nullopt, 1, 0},
-                 {"Open Murvel|togglePopover||", "Close Dictation Panel|closePopover||app", "-",
-                  "Tone for Current App||||>", "-", cleanupRow, "-", settingsRow, "-", quitRow}},
+        // An application without an identifier has no tone of its own.
         MenuCase{"settings_open_app_without_identifier",
                  false,
                  true,
@@ -123,7 +118,7 @@ INSTANTIATE_TEST_SUITE_P(
                   cleanupRow, "-", settingsRow, "-", quitRow}}),
     [](const auto& info) { return std::string(info.param.name); });
 
-TEST_F(MenuBarTest, ToneSubmenuChecksTheStoredToneAndRemembersItsApplication) {
+TEST_F(MenuBarTest, ToneSubmenuChecksTheStoredToneAndRemembersTheProgramInFront) {
   h.app->settings.setDefaultTone("formal");  // plays no part in the menu
   h.app->settings.setAppTones({{"com.example.mail", "bogus"}});
   h.fake.workspace.frontmost = RunningApplication{"com.example.editor", "Editor", 1, 0};
@@ -145,8 +140,9 @@ TEST_F(MenuBarTest, ToneSubmenuChecksTheStoredToneAndRemembersItsApplication) {
   // Auto removes the entry; a tone outside the four checks nothing.
   itemTitled(tones, "Auto").choose();
   EXPECT_EQ(h.app->settings.appTones(), (AppTones{{"com.example.mail", "bogus"}}));
-  h.fake.workspace.frontmost = RunningApplication{"com.example.mail", "Mail", 3, 0};
-  EXPECT_TRUE(checked(*itemTitled(*h.app->buildMenu(), "Tone for").submenu).empty());
+  h.fake.workspace.frontmost = RunningApplication{"com.example.mail", std::nullopt, 3, 0};
+  const auto nameless = h.app->buildMenu();
+  EXPECT_TRUE(checked(*itemTitled(*nameless, "Tone for Current App").submenu).empty());
 }
 
 TEST_F(MenuBarTest, MalformedRepresentedObjectsAreIgnored) {

@@ -75,9 +75,7 @@ TEST_P(PanelRenderingTest, EachStateRendersItsColumn) {
   EXPECT_EQ(panel().statsLabel.text(), column.stats);
   EXPECT_EQ(panel().resultText.textColor(), column.textColor);
   EXPECT_EQ(panel().recordButton.title(), column.recordTitle);
-  EXPECT_TRUE(panel().recordButton.isEnabled());
   EXPECT_EQ(panel().copyButton.isEnabled(), column.copyEnabled.value_or(true));
-  EXPECT_EQ(panel().copyButton.title(), "Copy Result");
   EXPECT_EQ(panel().lastText, column.state.kind == State::Kind::done ? "One" : "earlier");
 
   if (column.subtitle.empty()) {
@@ -107,7 +105,6 @@ TEST_P(PanelRenderingTest, EachStateRendersItsColumn) {
   const std::string subtitleBefore = panel().subtitleLabel.text();
   h.app->settings.setHotkey("right_ctrl");
   panel().refreshHotkeyText();
-  EXPECT_EQ(panel().hotkeyPop.indexOfSelectedItem(), 3);
   if (column.state.kind == State::Kind::recording) {
     EXPECT_EQ(panel().subtitleLabel.text(), "Release Right Control to stop and transcribe");
   } else if (column.state.kind == State::Kind::idle) {

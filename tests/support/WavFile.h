@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-namespace murvel::cloud::test {
+namespace murvel::test {
 
 // A WAV file written field by field, so that a test can get any of them wrong.
 struct WavShape {
@@ -17,13 +17,13 @@ struct WavShape {
   std::uint16_t channels = 1;
   std::uint32_t rate = 16000;
   std::uint16_t bits = 16;
-  std::optional<std::uint16_t> blockAlign;  // by default channels * bits / 8
-  std::uint32_t formatChunkSize = 16;       // 40 when extensible
-  std::vector<std::pair<std::string, std::string>> chunksBeforeFormat;
+  std::optional<std::uint16_t> blockAlign{};  // by default channels * bits / 8
+  std::uint32_t formatChunkSize = 16;         // 40 when extensible
+  std::vector<std::pair<std::string, std::string>> chunksBeforeFormat{};
   bool dataBeforeFormat = false;
-  std::optional<std::uint32_t> declaredDataBytes;  // by default the audio's length
+  std::optional<std::uint32_t> declaredDataBytes{};  // by default the audio's length
   std::string audio = std::string("\x01\x00\xff\x7f\x00\x80", 6);
-  std::vector<std::pair<std::string, std::string>> chunksAfterData;
+  std::vector<std::pair<std::string, std::string>> chunksAfterData{};
 };
 
 std::string wavFile(const WavShape& shape);
@@ -31,4 +31,4 @@ std::string wavFile(const WavShape& shape);
 // `samples` as the bytes of 16-bit little-endian audio.
 std::string pcmBytes(const std::vector<std::int16_t>& samples);
 
-}  // namespace murvel::cloud::test
+}  // namespace murvel::test

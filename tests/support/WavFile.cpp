@@ -1,6 +1,6 @@
-#include "WavBuilder.h"
+#include "WavFile.h"
 
-namespace murvel::cloud::test {
+namespace murvel::test {
 
 namespace {
 
@@ -58,4 +58,4 @@ std::string pcmBytes(const std::vector<std::int16_t>& samples) {
   return bytes;
 }
 
-}  // namespace murvel::cloud::test
+}  // namespace murvel::test
