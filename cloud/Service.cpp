@@ -1,5 +1,6 @@
 #include "cloud/Service.h"
 
+#include <sys/socket.h>
 #include <nlohmann/json.hpp>
 
 #include <cerrno>
@@ -178,6 +179,12 @@ Service::Service(ServiceSettings settings, Store& store, RecognitionQueue& recog
   server.set_keep_alive_timeout(context.settings.keepAliveSeconds);
   server.set_keep_alive_max_count(10000);
   server.set_tcp_nodelay(true);
+  // The library would share the port with any later service of the same user, which would then
+  // take half of the requests into accounts of its own. Only a restart may reuse the address.
+  server.set_socket_options([](socket_t socket) {
+    const int yes = 1;
+    setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+  });
 
   server.Get("/api/health",
              [&context](const httplib::Request& request, httplib::Response& response) {

@@ -73,6 +73,21 @@ INSTANTIATE_TEST_SUITE_P(
                                   1,
                                   "speech model is incomplete"}));
 
+// A second service on a port already served would split the requests between two sets of
+// accounts: it says so and ends instead.
+TEST(CloudProcessTest, ASecondServiceOnAServedPortRefusesToStart) {
+  murvel::test::TemporaryDirectory directory;
+  CloudProcess first({"--port", "0", "--data-dir", (directory.path() / "one").string()},
+                     directory.path() / "one.out");
+  const int port = first.port();
+  ASSERT_GT(port, 0) << first.log();
+  CloudProcess second(
+      {"--port", std::to_string(port), "--data-dir", (directory.path() / "two").string()},
+      directory.path() / "two.out");
+  EXPECT_EQ(second.exitStatus(), 1);
+  EXPECT_THAT(second.log(), HasSubstr("could not listen"));
+}
+
 // A sign-in from the page to its key; the key, or nothing when a step got no reply.
 std::optional<std::string> signIn(httplib::Client& client, const std::string& email,
                                   std::string* usedToken = nullptr) {
