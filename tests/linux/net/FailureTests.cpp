@@ -1,9 +1,13 @@
 #include <netinet/in.h>
+#include <poll.h>
+#include <signal.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "NetTestSupport.h"
 #include "RawHttpServer.h"
+#include "platform/linux/net/LoopbackOwner.h"
 
 namespace murvel::test {
 namespace {
@@ -26,6 +30,86 @@ TEST_F(FailureTest, AClosedPortFailsWithAReadableError) {
   close(holder);
 
   expectError(outcome, UrlErrorCode::cannotConnectToHost, "Could not connect to the server.");
+}
+
+// A listener of user `nobody` in a child process: it writes its port, then the number of bytes
+// the first connection brought once that connection ends or stays silent for a second.
+pid_t listenAsAnotherUser(int report) {
+  const pid_t child = fork();
+  if (child != 0)
+    return child;
+  // The socket belongs to whoever makes it: become that user first.
+  if (setgid(65534) != 0 || setuid(65534) != 0)
+    _exit(1);
+  const int listener = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t length = sizeof address;
+  if (bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+      listen(listener, 4) != 0 ||
+      getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length) != 0)
+    _exit(1);
+  int value = ntohs(address.sin_port);
+  static_cast<void>(write(report, &value, sizeof value));
+  const int connection = accept(listener, nullptr, nullptr);
+  char buffer[4096];
+  int received = 0;
+  pollfd readable{connection, POLLIN, 0};
+  for (ssize_t n;
+       poll(&readable, 1, 1000) == 1 && (n = read(connection, buffer, sizeof buffer)) > 0;) {
+    received += static_cast<int>(n);
+    static const char reply[] = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}";
+    static_cast<void>(write(connection, reply, sizeof reply - 1));
+  }
+  static_cast<void>(write(report, &received, sizeof received));
+  _exit(0);
+}
+
+TEST_F(FailureTest, AServiceOfAnotherUserOnThisComputerIsSentNothing) {
+  if (geteuid() != 0)
+    GTEST_SKIP() << "only root can listen as another user";
+  int report[2];
+  ASSERT_EQ(pipe(report), 0);
+  const pid_t child = listenAsAnotherUser(report[1]);
+  int port = 0;
+  ASSERT_EQ(read(report[0], &port, sizeof port), static_cast<ssize_t>(sizeof port));
+
+  const std::string url = "http://127.0.0.1:" + std::to_string(port) + "/api/transcribe";
+  const Outcome outcome =
+      log.run(session->dataTask(makeRequest(url, "POST", {}, "my words"), log.record()));
+  int received = -1;
+  pollfd ready{report[0], POLLIN, 0};
+  if (poll(&ready, 1, 10000) == 1)
+    static_cast<void>(read(report[0], &received, sizeof received));
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+  close(report[0]);
+  close(report[1]);
+
+  expectError(outcome, UrlErrorCode::serviceOfAnotherUser,
+              "The service at this address on your computer is not run by you, so Murvel sends "
+              "it nothing.");
+  EXPECT_EQ(received, 0);
+}
+
+TEST(LoopbackOwner, IsReadFromTheServersEndOfThatVeryConnection) {
+  // A listener of user 7 on port 8787, a connection from port 40000 that user 1000's service
+  // accepted, and one that a service listening on both families holds as a mapped address.
+  const std::string table =
+      "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid\n"
+      "   0: 0100007F:2253 00000000:0000 0A 00000000:00000000 00:00000000 00000000     7\n"
+      "   1: 0100007F:2253 0100007F:9C40 01 00000000:00000000 00:00000000 00000000  1000\n"
+      "   2: 0000000000000000FFFF00000100007F:2253 0000000000000000FFFF00000100007F:9C41 01 "
+      "00000000:00000000 00:00000000 00000000  1001\n";
+  using linux_platform::connectionOwnerIn;
+  EXPECT_EQ(connectionOwnerIn(table, {"127.0.0.1", 8787}, {"127.0.0.1", 40000}), 1000u);
+  EXPECT_EQ(connectionOwnerIn(table, {"::ffff:127.0.0.1", 8787}, {"::ffff:127.0.0.1", 40001}),
+            1001u);
+  EXPECT_EQ(connectionOwnerIn(table, {"127.0.0.1", 8787}, {"127.0.0.1", 40002}), std::nullopt);
+  EXPECT_TRUE(linux_platform::isLoopbackAddress("127.0.0.2"));
+  EXPECT_TRUE(linux_platform::isLoopbackAddress("::ffff:127.0.0.1"));
+  EXPECT_FALSE(linux_platform::isLoopbackAddress("192.168.1.10"));
 }
 
 TEST_F(FailureTest, ErrorStatusesStillDeliverTheBodyAndTheStatus) {

@@ -1,6 +1,7 @@
 #include "platform/linux/net/CurlTransfer.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -9,6 +10,7 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/linux/net/LoopbackOwner.h"
 #include "platform/linux/net/UrlErrors.h"
 
 namespace murvel::linux_platform {
@@ -85,6 +87,8 @@ std::optional<PlatformError> CurlTransfer::prepare(Clock::time_point now) {
   curl_easy_setopt(easy, CURLOPT_XFERINFOFUNCTION, &CurlTransfer::onProgress);
   curl_easy_setopt(easy, CURLOPT_XFERINFODATA, this);
   curl_easy_setopt(easy, CURLOPT_NOPROGRESS, 0L);
+  curl_easy_setopt(easy, CURLOPT_PREREQFUNCTION, &CurlTransfer::onConnected);
+  curl_easy_setopt(easy, CURLOPT_PREREQDATA, this);
   if (limits_.idle) {
     // libcurl's own connect limit (300 s by default) must not cut in before ours.
     const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(*limits_.idle);
@@ -183,6 +187,10 @@ void CurlTransfer::finish(CURLcode result) {
     complete(std::move(body_), HttpResponse{status, std::move(responseHeaders_)}, std::nullopt);
     return;
   }
+  if (serviceOfAnotherUser_) {
+    complete(std::nullopt, std::nullopt, urlError(UrlErrorCode::serviceOfAnotherUser));
+    return;
+  }
   if (fileReadFailed_) {
     complete(std::nullopt, std::nullopt, urlError(UrlErrorCode::cannotReadFile));
     return;
@@ -252,6 +260,20 @@ int CurlTransfer::onSeek(void* self, curl_off_t offset, int origin) {
   auto& transfer = *static_cast<CurlTransfer*>(self);
   return fseeko(transfer.file_.get(), static_cast<off_t>(offset), origin) == 0 ? CURL_SEEKFUNC_OK
                                                                                : CURL_SEEKFUNC_FAIL;
+}
+
+int CurlTransfer::onConnected(void* self, char* serverAddress, char* clientAddress, int serverPort,
+                              int clientPort) {
+  // Every user of the computer may listen on a loopback port: words and keys go only to a
+  // service of this user's own, on a connection that is checked before each request is sent.
+  if (!isLoopbackAddress(serverAddress))
+    return CURL_PREREQFUNC_OK;
+  const std::optional<uid_t> owner =
+      loopbackConnectionOwner({serverAddress, serverPort}, {clientAddress, clientPort});
+  if (owner && *owner == geteuid())
+    return CURL_PREREQFUNC_OK;
+  static_cast<CurlTransfer*>(self)->serviceOfAnotherUser_ = true;
+  return CURL_PREREQFUNC_ABORT;
 }
 
 int CurlTransfer::onProgress(void* self, curl_off_t, curl_off_t downloaded, curl_off_t,

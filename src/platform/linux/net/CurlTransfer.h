@@ -72,6 +72,8 @@ class CurlTransfer {
   static size_t onHeader(char* data, size_t size, size_t count, void* self);
   static size_t onRead(char* buffer, size_t size, size_t count, void* self);
   static int onSeek(void* self, curl_off_t offset, int origin);
+  static int onConnected(void* self, char* serverAddress, char* clientAddress, int serverPort,
+                         int clientPort);
   static int onProgress(void* self, curl_off_t downloadTotal, curl_off_t downloaded,
                         curl_off_t uploadTotal, curl_off_t uploaded);
 
@@ -86,6 +88,7 @@ class CurlTransfer {
   std::unique_ptr<std::FILE, FileDeleter> file_;
   std::unique_ptr<CURL, EasyDeleter> easy_;
   bool fileReadFailed_ = false;
+  bool serviceOfAnotherUser_ = false;
   int openError_ = 0;
 
   Clock::time_point startedAt_;

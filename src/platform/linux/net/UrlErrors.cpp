@@ -39,6 +39,9 @@ std::string_view sentenceFor(UrlErrorCode code) {
       return "The certificate for this server is invalid. You might be connecting to a server "
              "that is pretending to be the one you asked for, which could put your confidential "
              "information at risk.";
+    case UrlErrorCode::serviceOfAnotherUser:
+      return "The service at this address on your computer is not run by you, so Murvel "
+             "sends it nothing.";
     case UrlErrorCode::unknown:
       break;
   }

@@ -28,6 +28,8 @@ enum class UrlErrorCode : long {
   cannotReadFile = -1102,
   secureConnectionFailed = -1200,
   serverCertificateUntrusted = -1202,
+  // A loopback service that another user of the computer runs, or whose owner cannot be told.
+  serviceOfAnotherUser = -1300,
 };
 
 // The failure with its sentence for the user.
