@@ -3,7 +3,6 @@
 #include "cloud/WordErrorRate.h"
 
 #include <httplib.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -103,13 +102,6 @@ bool Cloud::start() {
   return false;
 }
 
-void Cloud::kill() {
-  if (process_) {
-    process_->signal(SIGKILL);
-    process_->waitForExit(5s);
-  }
-}
-
 std::string Cloud::log() const {
   return readWholeFile(directory_ / "murvel-cloud.out").value_or("");
 }
@@ -207,6 +199,26 @@ std::unique_ptr<Process> focusedWaylandTerminal(const fs::path& typed, const fs:
   return terminal;
 }
 
+namespace {
+
+// The murvel: `link` handed to a second copy of `program`, as a browser does; true once the running
+// `app` holds the key it was exchanged for and has put its Settings window away.
+bool handOff(App& app, const std::string& program, const std::string& link, const fs::path& work,
+             std::string& problem) {
+  Process second({program, link}, work / "second.out");
+  if (second.waitForExit(10s) != 0) {
+    problem = "the copy given the link failed:\n" +
+              readWholeFile(work / "second.out").value_or("") + "\nfirst:\n" + app.log();
+    return false;
+  }
+  if (!waitFor([] { return !storedAccessKey().empty(); }, 30s))
+    return problem = "no access key arrived:\n" + app.log(), false;
+  return noSettingsWindow(app) ||
+         (problem = "the Settings window stayed open after signing in", false);
+}
+
+}  // namespace
+
 Journey::Journey(fs::path work)
     : cloud(programs.cloud, work / "cloud"),
       work_(std::move(work)),
@@ -271,14 +283,7 @@ bool Journey::signIn(const std::string& email) {
     return false;
   if (!link->starts_with("murvel://auth?login_token="))
     return fail("the sign-in ended at " + *link + ", not at a murvel: link");
-  Process browserHandOff({programs.murvel, *link}, work_ / "second.out");
-  if (browserHandOff.waitForExit(10s) != 0)
-    return fail("the second copy given the link did not end cleanly:\n" +
-                readWholeFile(work_ / "second.out").value_or(""));
-  // Signed in, the app keeps its key in the keyring and puts the Settings window away.
-  if (!waitFor([&] { return !accessKey().empty(); }))
-    return fail("no access key reached the keyring:\n" + app->log() + "\n" + cloud.log());
-  return settingsClosed() || fail("the Settings window stayed open after signing in");
+  return handOff(*app, programs.murvel, *link, work_, problem);
 }
 
 bool Journey::pickRightControl() {
@@ -307,13 +312,9 @@ bool Journey::pickRightControl() {
   return true;
 }
 
-bool Journey::settingsClosed() {
-  return noSettingsWindow(*app);
-}
-
 bool Journey::closeSettings() {
   return chooseFromTrayMenu("Close Settings") &&
-         (settingsClosed() || fail("the Settings window stayed open"));
+         (noSettingsWindow(*app) || fail("the Settings window stayed open"));
 }
 
 std::optional<json> Journey::openPanel() {
@@ -386,20 +387,7 @@ bool signInByLink(App& app, const std::string& program, const std::string& email
   if (!app.waitForWindow(isSettings))
     return problem = "the first launch opened no Settings window:\n" + app.log(), false;
   const auto link = signInLink(email, problem);
-  if (!link)
-    return false;
-  Process handOff({program, *link}, work / "second.out");
-  if (handOff.waitForExit(10s) != 0) {
-    problem = "the copy given the link failed:\n" +
-              readWholeFile(work / "second.out").value_or("") + "\nfirst:\n" + app.log();
-    return false;
-  }
-  if (!waitFor([] { return !storedAccessKey().empty(); }, 30s))
-    return problem = "no access key arrived:\n" + app.log(), false;
-  // Signed in, the app puts the window away again by itself.
-  if (!noSettingsWindow(app))
-    return problem = "the Settings window stayed open after signing in", false;
-  return true;
+  return link && handOff(app, program, *link, work, problem);
 }
 
 int Journey::pastes() const {

@@ -24,8 +24,6 @@ class Cloud {
   Cloud(std::string program, fs::path directory, std::vector<std::string> options = {});
   // Starts it and waits until it answers; false if it does not.
   bool start();
-  // Stops it as a crash would, at once.
-  void kill();
   std::string log() const;
 
  private:
@@ -123,8 +121,6 @@ class Journey {
 
  private:
   bool fail(const std::string& why);
-  // Whether no Settings window shows, once that is so.
-  bool settingsClosed();
   std::optional<QRect> icon();
 
   fs::path work_, home_, browserLog_;

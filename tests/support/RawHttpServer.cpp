@@ -86,6 +86,24 @@ std::vector<RawHttpServer::Request> RawHttpServer::requests() const {
   return requests_;
 }
 
+std::vector<RawHttpServer::Request> RawHttpServer::requests(std::string_view start) const {
+  std::vector<Request> found;
+  for (Request& request : requests()) {
+    if (request.requestLine.starts_with(start))
+      found.push_back(std::move(request));
+  }
+  return found;
+}
+
+bool RawHttpServer::waitForRequest(std::string_view start, std::chrono::seconds limit) const {
+  std::unique_lock lock(mutex_);
+  return changed_.wait_for(lock, limit, [&] {
+    return std::any_of(requests_.begin(), requests_.end(), [&](const Request& request) {
+      return request.requestLine.starts_with(start);
+    });
+  });
+}
+
 bool RawHttpServer::waitForRequests(std::size_t count) const {
   std::unique_lock lock(mutex_);
   return changed_.wait_for(lock, std::chrono::seconds(10),

@@ -67,8 +67,13 @@ class RawHttpServer {
   // The most connections that were open at the same moment.
   int mostOpenAtOnce() const;
   std::vector<Request> requests() const;
+  // Those whose request line starts with `start`, such as "HEAD /api/health".
+  std::vector<Request> requests(std::string_view start) const;
   // Waits until `count` requests have arrived, or a generous deadline passes; false then.
   bool waitForRequests(std::size_t count) const;
+  // Waits until a request whose line starts with `start` has arrived, or `limit` passes.
+  bool waitForRequest(std::string_view start,
+                      std::chrono::seconds limit = std::chrono::seconds(10)) const;
 
  private:
   RawHttpServer(Options options, Responder responder);

@@ -56,22 +56,12 @@ class AppProcessTest : public ::testing::Test {
 
   std::vector<std::string> exchangedBodies() const {
     std::vector<std::string> bodies;
-    for (const auto& request : service_.requests()) {
-      if (request.requestLine.starts_with("POST /api/auth/exchange"))
-        bodies.push_back(request.body);
-    }
+    for (const auto& request : service_.requests("POST /api/auth/exchange"))
+      bodies.push_back(request.body);
     return bodies;
   }
   // Launch is done once the app has warmed its connection to the service.
-  bool launched() const {
-    return waitFor([&] {
-      for (const auto& request : service_.requests()) {
-        if (request.requestLine.starts_with("HEAD /api/health"))
-          return true;
-      }
-      return false;
-    });
-  }
+  bool launched() const { return service_.waitForRequest("HEAD /api/health"); }
 
   std::atomic<bool> holdExchanges_{false};
   Server service_;

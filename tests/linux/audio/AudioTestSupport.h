@@ -32,7 +32,6 @@ struct Wav {
 
   double seconds() const { return sampleRate == 0 ? 0 : double(samples.size()) / sampleRate; }
   double rms() const;
-  double energy() const { return rms() * rms() * seconds(); }
 };
 Wav readWav(const std::filesystem::path& file);
 

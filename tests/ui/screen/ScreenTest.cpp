@@ -107,15 +107,7 @@ class ScreenTest : public ::testing::Test {
   void start(std::vector<std::string> environment = {}) {
     app_ = std::make_unique<App>(MURVEL_UNDER_TEST, home_, std::vector<std::string>{},
                                  std::move(environment));
-    ASSERT_TRUE(murvel::test::waitFor(
-        [&] {
-          for (const auto& request : service_.requests()) {
-            if (request.requestLine.starts_with("HEAD /api/health"))
-              return true;
-          }
-          return false;
-        },
-        30s));
+    ASSERT_TRUE(service_.waitForRequest("HEAD /api/health", 30s));
     icon_ = trayIcon("murvel_under_test");
     ASSERT_TRUE(icon_) << "no icon of Murvel in the tray:\n" << output("xwininfo -root -tree");
   }

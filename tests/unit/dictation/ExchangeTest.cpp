@@ -82,6 +82,10 @@ TEST_P(ExchangeReplyTest, ReplyIsJudgedByItsKeysAlone) {
   EXPECT_EQ(h.shown.back(), c.shown);
   EXPECT_EQ(h.maskedTrace(), c.trail);
   EXPECT_EQ(h.app && h.app->isRecording, c.recordingAtTheEnd);
+  // Only a delivered text joins the history.
+  if (h.app) {
+    EXPECT_EQ(h.app->history.size(), c.shown.kind == State::Kind::done ? 1u : 0u);
+  }
 }
 
 const std::string connectFailed = "Could not connect to the server.";
