@@ -7,7 +7,6 @@
 
 #include "NetTestSupport.h"
 #include "RawHttpServer.h"
-#include "platform/linux/net/LoopbackOwner.h"
 
 namespace murvel::test {
 namespace {
@@ -91,25 +90,6 @@ TEST_F(FailureTest, AServiceOfAnotherUserOnThisComputerIsSentNothing) {
               "The service at this address on your computer is not run by you, so Murvel sends "
               "it nothing.");
   EXPECT_EQ(received, 0);
-}
-
-TEST(LoopbackOwner, IsReadFromTheServersEndOfThatVeryConnection) {
-  // A listener of user 7 on port 8787, a connection from port 40000 that user 1000's service
-  // accepted, and one that a service listening on both families holds as a mapped address.
-  const std::string table =
-      "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid\n"
-      "   0: 0100007F:2253 00000000:0000 0A 00000000:00000000 00:00000000 00000000     7\n"
-      "   1: 0100007F:2253 0100007F:9C40 01 00000000:00000000 00:00000000 00000000  1000\n"
-      "   2: 0000000000000000FFFF00000100007F:2253 0000000000000000FFFF00000100007F:9C41 01 "
-      "00000000:00000000 00:00000000 00000000  1001\n";
-  using linux_platform::connectionOwnerIn;
-  EXPECT_EQ(connectionOwnerIn(table, {"127.0.0.1", 8787}, {"127.0.0.1", 40000}), 1000u);
-  EXPECT_EQ(connectionOwnerIn(table, {"::ffff:127.0.0.1", 8787}, {"::ffff:127.0.0.1", 40001}),
-            1001u);
-  EXPECT_EQ(connectionOwnerIn(table, {"127.0.0.1", 8787}, {"127.0.0.1", 40002}), std::nullopt);
-  EXPECT_TRUE(linux_platform::isLoopbackAddress("127.0.0.2"));
-  EXPECT_TRUE(linux_platform::isLoopbackAddress("::ffff:127.0.0.1"));
-  EXPECT_FALSE(linux_platform::isLoopbackAddress("192.168.1.10"));
 }
 
 TEST_F(FailureTest, ErrorStatusesStillDeliverTheBodyAndTheStatus) {

@@ -18,12 +18,8 @@ struct Endpoint {
 // every user of the computer may be listening there.
 bool isLoopbackAddress(std::string_view address);
 
-// The user who owns the server's end of the connection from `client` to `server`, read from a
-// table in the format of /proc/net/tcp or /proc/net/tcp6; nothing if no row is that connection.
-std::optional<uid_t> connectionOwnerIn(std::string_view table, const Endpoint& server,
-                                       const Endpoint& client);
-
-// The same, from the kernel's tables of this network namespace.
+// The user who owns the server's end of the TCP connection from `client` to `server`, asked of
+// the kernel; nothing if it knows no such connection in this network namespace.
 std::optional<uid_t> loopbackConnectionOwner(const Endpoint& server, const Endpoint& client);
 
 }  // namespace murvel::linux_platform
