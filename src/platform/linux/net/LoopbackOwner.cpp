@@ -65,7 +65,7 @@ std::optional<uid_t> loopbackConnectionOwner(const Endpoint& server, const Endpo
   if (diag < 0)
     return std::nullopt;
   std::optional<uid_t> owner;
-  alignas(nlmsghdr) char answer[1024];
+  alignas(nlmsghdr) char answer[8192];
   if (send(diag, &question, sizeof question, 0) == static_cast<ssize_t>(sizeof question)) {
     const ssize_t length = recv(diag, answer, sizeof answer, 0);
     const auto* reply = reinterpret_cast<const nlmsghdr*>(answer);
