@@ -14,8 +14,8 @@ fi
 
 ./scripts/install-deps.sh >/dev/null
 cmake --preset default >/dev/null
-cmake --build --preset default --target murvel_e2e -j "$(nproc)" >/dev/null
+cmake --build --preset default --target murvel_demo -j "$(nproc)" >/dev/null
 build="$PWD/build/default"
-mkdir -p "$build/demo"
-exec ./tests/linux/session.sh --tray --keyring --pulse --mic "$build/tests/support/murvel_mic_feeder" \
-  -- "$build/tests/e2e/murvel_e2e" --demo "$build/demo"
+mkdir -p "$build/demo/screenshots"
+exec ./tests/linux/session.sh --tray --keyring --pulse --mic "$build/demo/murvel_mic_feeder" \
+  -- "$build/demo/murvel_demo" "$build/demo/screenshots"

@@ -15,7 +15,7 @@
 #   --keyring  an unlocked Secret Service keyring on that bus (implies --bus)
 #   --pulse    a PulseAudio server whose default source is "vmic", a virtual microphone that
 #              delivers 16 kHz samples in real time like a sound card, fed by FEEDER (the program
-#              built from tests/support/MicrophoneFeeder.cpp, given with --mic). Tests speak into
+#              built from demo/MicrophoneFeeder.cpp, given with --mic). Tests speak into
 #              it through MURVEL_MIC_CONTROL (tests/support/VirtualMicrophone.h). The default sink
 #              is a null sink "speakers".
 #
@@ -45,7 +45,7 @@ while [ $# -gt 0 ]; do
 done
 [ $# -gt 0 ] || { echo "session.sh: no command given" >&2; exit 2; }
 if [ "$want_pulse" = 1 ] && [ ! -x "$mic_feeder" ]; then
-  echo "session.sh: --pulse needs the microphone feeder: --mic build/<preset>/tests/support/murvel_mic_feeder (built: ${mic_feeder:-none given})" >&2
+  echo "session.sh: --pulse needs the microphone feeder: --mic build/<preset>/demo/murvel_mic_feeder (built: ${mic_feeder:-none given})" >&2
   exit 2
 fi
 

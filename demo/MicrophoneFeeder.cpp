@@ -1,7 +1,8 @@
-// The voice of the test session's virtual microphone: feeds the FIFO of PulseAudio's pipe source
-// with 16 kHz mono samples in real time, all the time, the way a sound card delivers them. Between
-// utterances it sends silence; on request it sends the samples of a WAV file of that format
-// instead (tests/support/Speech.h makes them so).
+// The voice of the private desktop's virtual microphone (tests/linux/session.sh --pulse), which
+// the demonstration, the benchmarks and the tests speak into: feeds the FIFO of PulseAudio's pipe
+// source with 16 kHz mono samples in real time, all the time, the way a sound card delivers them.
+// Between utterances it sends silence; on request it sends the samples of a WAV file of that
+// format instead (tests/support/Speech.h makes them so).
 //
 //   murvel_mic_feeder FIFO CONTROL_SOCKET
 //
