@@ -28,7 +28,6 @@ INSTANTIATE_TEST_SUITE_P(
                       ChoiceCase{"off", "auto", {CleanupMode::off, Tone::automatic}},
                       ChoiceCase{"shiny", "casual", {CleanupMode::off, Tone::casual}},
                       ChoiceCase{"fast", "shouty", {CleanupMode::fast, Tone::automatic}},
-                      ChoiceCase{"", "", {CleanupMode::off, Tone::automatic}},
                       ChoiceCase{std::nullopt, std::nullopt, {CleanupMode::off, Tone::automatic}}));
 
 struct TextCase {
@@ -57,8 +56,8 @@ constexpr CleanupChoice formal{CleanupMode::smart, Tone::formal};
 constexpr CleanupChoice bullets{CleanupMode::smart, Tone::bullets};
 
 INSTANTIATE_TEST_SUITE_P(Off, CleanedTextTest,
-                         ::testing::Values(TextCase{off, "um  so,,  i was  ", "um  so,,  i was  "},
-                                           TextCase{off, "", ""}));
+                         ::testing::Values(TextCase{off, "um  so,,  i was  ",
+                                                    "um  so,,  i was  "}));
 
 // Fast takes out what carries no word and tidies the rest; it never changes a word, so the tone
 // plays no part.

@@ -10,38 +10,22 @@ namespace {
 
 using ::testing::HasSubstr;
 
-struct CleanupBodyCase {
-  std::string body;
-  std::optional<CleanupRequest> expected;
-  std::string problem;
-};
-
-class CleanupBodyTest : public ::testing::TestWithParam<CleanupBodyCase> {};
-
-TEST_P(CleanupBodyTest, TakesTheTextAndOnlyStringModesAndTones) {
-  const auto& c = GetParam();
-  const auto parsed = parseCleanupRequest(c.body);
-  ASSERT_EQ(parsed.ok(), c.expected.has_value()) << c.body;
-  if (c.expected) {
-    EXPECT_EQ(parsed.value(), *c.expected);
-  } else {
-    EXPECT_THAT(parsed.problem(), HasSubstr(c.problem));
+TEST(CleanupBody, TakesTheTextAndOnlyStringModesAndTones) {
+  EXPECT_EQ(parseCleanupRequest(R"({"text":"hi","tone":"casual","mode":"fast"})").value(),
+            (CleanupRequest{"hi", "fast", "casual"}));
+  EXPECT_EQ(parseCleanupRequest(R"({"text":"caf\u00e9","mode":7,"tone":null,"x":[1]})").value(),
+            (CleanupRequest{"caf\xc3\xa9", std::nullopt, std::nullopt}));
+  for (const auto& [body, problem] : std::vector<std::pair<std::string, std::string>>{
+           {R"({"tone":"auto"})", "no \"text\""},
+           {R"({"text":42})", "no \"text\""},
+           {R"(["text","hi"])", "must be a JSON object"},
+           {"", "not valid JSON"},
+           {"{\"text\":\"\xff\"}", "not valid JSON"}}) {
+    const auto parsed = parseCleanupRequest(body);
+    ASSERT_FALSE(parsed.ok()) << body;
+    EXPECT_THAT(parsed.problem(), HasSubstr(problem));
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Bodies, CleanupBodyTest,
-    ::testing::Values(CleanupBodyCase{R"({"text":"hi","tone":"casual","mode":"fast"})",
-                                      CleanupRequest{"hi", "fast", "casual"}, ""},
-                      CleanupBodyCase{R"({"text":"caf\u00e9","mode":7,"tone":null,"x":[1]})",
-                                      CleanupRequest{"caf\xc3\xa9", std::nullopt, std::nullopt},
-                                      ""},
-                      CleanupBodyCase{R"({"tone":"auto"})", std::nullopt, "no \"text\""},
-                      CleanupBodyCase{R"({"text":42})", std::nullopt, "no \"text\""},
-                      CleanupBodyCase{R"(["text","hi"])", std::nullopt, "must be a JSON object"},
-                      CleanupBodyCase{"", std::nullopt, "not valid JSON"},
-                      CleanupBodyCase{"{\"text\":\"\xff\"}", std::nullopt, "not valid JSON"},
-                      CleanupBodyCase{R"({"text":"a")", std::nullopt, "not valid JSON"}));
 
 TEST(ExchangeBody, TakesANonEmptyTokenString) {
   EXPECT_EQ(parseExchangeRequest(R"({"login_token":"abc"})").value(), "abc");
@@ -49,22 +33,12 @@ TEST(ExchangeBody, TakesANonEmptyTokenString) {
     EXPECT_FALSE(parseExchangeRequest(body).ok()) << body;
 }
 
-struct HeaderCase {
-  std::string authorization;
-  std::optional<std::string> key;
-};
-
-class BearerTest : public ::testing::TestWithParam<HeaderCase> {};
-
-TEST_P(BearerTest, ReadsTheKeyOfTheBearerSchemeOnly) {
-  EXPECT_EQ(bearerKey(GetParam().authorization), GetParam().key);
+TEST(Authorization, GivesTheKeyOfTheBearerSchemeOnly) {
+  EXPECT_EQ(bearerKey("Bearer abc"), "abc");
+  EXPECT_EQ(bearerKey("bearer \t abc  "), "abc");
+  for (const char* header : {"Bearer ", "Bearerabc", "Basic abc", ""})
+    EXPECT_EQ(bearerKey(header), std::nullopt) << header;
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Headers, BearerTest,
-    ::testing::Values(HeaderCase{"Bearer abc", "abc"}, HeaderCase{"bearer \t abc  ", "abc"},
-                      HeaderCase{"Bearer ", std::nullopt}, HeaderCase{"Bearerabc", std::nullopt},
-                      HeaderCase{"Basic abc", std::nullopt}, HeaderCase{"", std::nullopt}));
 
 TEST(TraceIds, OnlyPlainShortIdsReachTheLog) {
   EXPECT_TRUE(isLoggableTraceId("1A2B3C4D"));
@@ -75,56 +49,27 @@ TEST(TraceIds, OnlyPlainShortIdsReachTheLog) {
   }
 }
 
-struct EmailCase {
-  std::string given;
-  std::optional<std::string> kept;
-};
-
-class EmailTest : public ::testing::TestWithParam<EmailCase> {};
-
-TEST_P(EmailTest, KeepsAddressesTrimmedAndInLowerCase) {
-  EXPECT_EQ(normalisedEmail(GetParam().given), GetParam().kept);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Addresses, EmailTest,
-    ::testing::Values(EmailCase{" Ann@Example.COM\n", "ann@example.com"},
-                      EmailCase{"a@b.c", "a@b.c"},
-                      EmailCase{"j\xc3\xb6rg@b.de", "j\xc3\xb6rg@b.de"},
-                      EmailCase{"", std::nullopt}, EmailCase{"ann", std::nullopt},
-                      EmailCase{"@b.c", std::nullopt}, EmailCase{"a@", std::nullopt},
-                      EmailCase{"a@b@c", std::nullopt}, EmailCase{"a b@c.d", std::nullopt},
-                      EmailCase{"<a@b.c>", std::nullopt}, EmailCase{"a@b.c\r\nX: y", std::nullopt},
-                      EmailCase{"a\xff@b.c", std::nullopt},
-                      EmailCase{std::string(65, 'a') + "@b.c", std::nullopt}));
-
-struct RedirectCase {
-  std::string uri;
-  bool accepted;
-  std::string withToken;  // when accepted
-};
-
-class RedirectTest : public ::testing::TestWithParam<RedirectCase> {};
-
-TEST_P(RedirectTest, HandsTokensOnlyToMurvelLinks) {
-  const auto& c = GetParam();
-  EXPECT_EQ(isAcceptedRedirect(c.uri), c.accepted);
-  if (c.accepted) {
-    EXPECT_EQ(redirectWithToken(c.uri, "t0k"), c.withToken);
+TEST(SignInAddresses, AreKeptTrimmedAndInLowerCase) {
+  EXPECT_EQ(normalisedEmail(" Ann@Example.COM\n"), "ann@example.com");
+  EXPECT_EQ(normalisedEmail("j\xc3\xb6rg@b.de"), "j\xc3\xb6rg@b.de");
+  for (const std::string& email :
+       {std::string("ann"), std::string("@b.c"), std::string("a@"), std::string("a@b@c"),
+        std::string("a b@c.d"), std::string("<a@b.c>"), std::string("a@b.c\r\nX: y"),
+        std::string("a\xff@b.c"), std::string(65, 'a') + "@b.c"}) {
+    EXPECT_EQ(normalisedEmail(email), std::nullopt) << email;
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Links, RedirectTest,
-    ::testing::Values(RedirectCase{"murvel://auth", true, "murvel://auth?login_token=t0k"},
-                      RedirectCase{"murvel://auth#done", true,
-                                   "murvel://auth?login_token=t0k#done"},
-                      RedirectCase{"murvel://auth?login_token=planted", false, ""},
-                      RedirectCase{"https://evil.example/steal", false, ""},
-                      RedirectCase{"MURVEL://auth", false, ""},
-                      RedirectCase{"murvelx://auth", false, ""},
-                      RedirectCase{"murvel://auth\r\nSet-Cookie: a=b", false, ""},
-                      RedirectCase{"murvel://\"><script>", false, ""}));
+TEST(SignInLinks, HandTokensOnlyToMurvelLinks) {
+  EXPECT_EQ(redirectWithToken("murvel://auth", "t0k"), "murvel://auth?login_token=t0k");
+  EXPECT_EQ(redirectWithToken("murvel://auth#done", "t0k"), "murvel://auth?login_token=t0k#done");
+  EXPECT_TRUE(isAcceptedRedirect("murvel://auth") && isAcceptedRedirect("murvel://auth#done"));
+  for (const char* uri :
+       {"murvel://auth?login_token=planted", "https://evil.example/steal", "MURVEL://auth",
+        "murvelx://auth", "murvel://auth\r\nSet-Cookie: a=b", "murvel://\"><script>"}) {
+    EXPECT_FALSE(isAcceptedRedirect(uri)) << uri;
+  }
+}
 
 TEST(OwnHosts, AreTheLoopbackNamesAndTheBoundAddressWithThePort) {
   const auto own = ownHostNames("0.0.0.0", 8787);
@@ -144,26 +89,16 @@ TEST(SignInPages, EscapeWhatTheRequestBrought) {
   EXPECT_THAT(refusalPage("<b>no</b>"), HasSubstr("&lt;b&gt;no&lt;/b&gt;"));
 }
 
-struct ErrorRateCase {
-  std::string reference;
-  std::string hypothesis;
-  WordErrors expected;
-};
-
-class WordErrorRateTest : public ::testing::TestWithParam<ErrorRateCase> {};
-
-TEST_P(WordErrorRateTest, CountsTheFewestEdits) {
-  const auto& c = GetParam();
-  EXPECT_EQ(wordErrors(scoredWords(c.reference), scoredWords(c.hypothesis)), c.expected);
+TEST(WordErrorRate, CountsTheFewestEditsBetweenTheScoredWords) {
+  const auto errors = [](std::string_view reference, std::string_view hypothesis) {
+    return wordErrors(scoredWords(reference), scoredWords(hypothesis));
+  };
+  EXPECT_EQ(errors("the cat sat", "The cat, sat."), (WordErrors{0, 3}));
+  EXPECT_EQ(errors("the cat sat", "the bat sat down"), (WordErrors{2, 3}));
+  EXPECT_EQ(errors("the cat sat", "cat"), (WordErrors{2, 3}));
+  EXPECT_EQ(errors("i don't know", "- I don't\n- know"), (WordErrors{0, 3}));
+  EXPECT_EQ(errors("", "noise"), (WordErrors{1, 0}));
 }
-
-INSTANTIATE_TEST_SUITE_P(Pairs, WordErrorRateTest,
-                         ::testing::Values(ErrorRateCase{"the cat sat", "The cat, sat.", {0, 3}},
-                                           ErrorRateCase{"the cat sat", "the bat sat down", {2, 3}},
-                                           ErrorRateCase{"the cat sat", "cat", {2, 3}},
-                                           ErrorRateCase{
-                                               "i don't know", "- I don't\n- know", {0, 3}},
-                                           ErrorRateCase{"", "noise", {1, 0}}));
 
 }  // namespace
 }  // namespace murvel::cloud

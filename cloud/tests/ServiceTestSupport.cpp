@@ -9,7 +9,6 @@
 #include <atomic>
 #include <chrono>
 
-#include "ChildProcess.h"
 #include "Speech.h"
 #include "cloud/Recognizer.h"
 #include "common/Files.h"
@@ -59,38 +58,16 @@ RawReply rawExchange(int port, const std::string& head, const std::string& bodyP
   return reply;
 }
 
-namespace {
-
-// A new file name for speech, in a directory kept for the test program's life.
-std::filesystem::path speechFile(const std::string& name) {
+std::string spokenWav(const std::string& voice, const std::string& text) {
   static murvel::test::TemporaryDirectory directory;
   static std::atomic<int> made{0};
-  return directory.path() / (name + "-" + std::to_string(made++));
-}
-
-std::filesystem::path spoken(const std::string& voice, const std::string& text) {
-  const auto file = speechFile(voice);
-  const auto made = murvel::test::speech(text, file.parent_path(), file.filename().string(), voice);
-  EXPECT_FALSE(made.empty()) << "flite could not say: " << text;
-  return made;
-}
-
-}  // namespace
-
-std::string Speech::wav(const std::string& voice, const std::string& text) {
-  return readWholeFile(spoken(voice, text)).value_or("");
-}
-
-std::string Speech::joined(const std::string& voice, const std::vector<std::string>& texts) {
-  std::vector<std::string> sox{"sox"};
-  for (const auto& text : texts) sox.push_back(spoken(voice, text).string());
-  const auto file = speechFile("joined").replace_extension(".wav");
-  sox.push_back(file.string());
-  EXPECT_EQ(murvel::test::ChildProcess(sox).waitForExit(std::chrono::seconds(60)), 0);
+  const auto file =
+      murvel::test::speech(text, directory.path(), voice + "-" + std::to_string(made++), voice);
+  EXPECT_FALSE(file.empty()) << "flite could not say: " << text;
   return readWholeFile(file).value_or("");
 }
 
-RunningService::RunningService(Settings settings) {
+RunningService::RunningService(int decoderCount, std::size_t waitingLimit) {
   auto store = Store::open(directory_.path() / "accounts.db");
   if (!store.ok()) {
     ADD_FAILURE() << store.problem();
@@ -98,7 +75,7 @@ RunningService::RunningService(Settings settings) {
   }
   store_ = std::move(store.value());
   std::vector<DecodeFunction> decoders;
-  for (int i = 0; i < settings.decoders; ++i) {
+  for (int i = 0; i < decoderCount; ++i) {
     auto recognizer = Recognizer::load("/usr/share/pocketsphinx/model/en-us");
     if (!recognizer.ok()) {
       ADD_FAILURE() << recognizer.problem();
@@ -108,10 +85,10 @@ RunningService::RunningService(Settings settings) {
     decoders.push_back(
         [shared](std::span<const std::int16_t> samples) { return shared->recognize(samples); });
   }
-  recognition_ = std::make_unique<RecognitionQueue>(std::move(decoders), settings.waitingLimit);
+  recognition_ = std::make_unique<RecognitionQueue>(std::move(decoders), waitingLimit);
   ServiceSettings serviceSettings;
   serviceSettings.port = 0;
-  serviceSettings.maxUploadBytes = settings.maxUploadBytes;
+  serviceSettings.maxUploadBytes = 2 * 1024 * 1024;
   serviceSettings.spoolDirectory = directory_.path();
   serviceSettings.secondsNow = [this] {
     return clock_.load();
@@ -157,17 +134,6 @@ std::string RunningService::accessKey(const std::string& email) {
   auto issued = store_->issueAccessKey(email, clock_);
   EXPECT_TRUE(issued.ok());
   return issued.ok() ? issued.value().accessKey : std::string();
-}
-
-httplib::Headers transcribeHeaders(const std::string& key, const std::string& mode,
-                                   const std::string& tone, const std::string& trace) {
-  httplib::Headers headers{{"Authorization", "Bearer " + key},
-                           {"X-Murvel-Audio-Filename", "audio.wav"},
-                           {"X-Murvel-Trace-ID", trace},
-                           {"X-Murvel-Cleanup-Mode", mode}};
-  if (mode != "off" && !tone.empty())
-    headers.emplace("X-Murvel-Tone", tone);
-  return headers;
 }
 
 }  // namespace murvel::cloud::test

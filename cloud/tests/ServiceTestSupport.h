@@ -5,7 +5,6 @@
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -19,31 +18,20 @@
 
 namespace murvel::cloud::test {
 
-// Speech spoken by flite in `voice`, as the app records it (16 kHz mono 16-bit WAV).
-struct Speech {
-  static std::string wav(const std::string& voice, const std::string& text);
-  // Several texts of one voice, one after the other, in one file.
-  static std::string joined(const std::string& voice, const std::vector<std::string>& texts);
-};
+// `text` spoken by flite in `voice`, as the app records it (16 kHz mono 16-bit WAV).
+std::string spokenWav(const std::string& voice, const std::string& text);
 
 // The service in this process on a free loopback port, with real decoders, its own data
-// directory, a clock the test sets and a log the test reads.
+// directory, uploads of at most 2 MiB, a clock the test sets and a log the test reads.
 class RunningService {
  public:
-  struct Settings {
-    int decoders = 2;
-    std::size_t waitingLimit = 4;
-    std::uint64_t maxUploadBytes = 2 * 1024 * 1024;
-  };
-  explicit RunningService(Settings settings);
-  RunningService() : RunningService(Settings{}) {}
+  explicit RunningService(int decoderCount = 2, std::size_t waitingLimit = 4);
   ~RunningService();
 
   int port() const { return port_; }
   httplib::Client client() const;
   void advanceClock(std::int64_t seconds) { clock_ += seconds; }
   std::vector<std::string> log() const;
-  Store& store() { return *store_; }
   // An access key for an account of `email`, as the operator option makes one.
   std::string accessKey(const std::string& email = "tester@example.com");
 
@@ -72,9 +60,5 @@ struct RawReply {
 };
 RawReply rawExchange(int port, const std::string& head, const std::string& bodyPiece = {},
                      std::size_t repeats = 0);
-
-// Headers of a transcription as the app sends them.
-httplib::Headers transcribeHeaders(const std::string& key, const std::string& mode,
-                                   const std::string& tone, const std::string& trace = "1A2B3C4D");
 
 }  // namespace murvel::cloud::test
