@@ -3,11 +3,14 @@
 #include <httplib.h>
 #include <signal.h>
 
+#include <atomic>
 #include <chrono>
 #include <map>
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <regex>
+#include <thread>
 #include <tuple>
 
 #include "ChildProcess.h"
@@ -96,25 +99,39 @@ std::optional<std::string> signIn(httplib::Client& client, const std::string& em
   return reply["access_key"].get<std::string>();
 }
 
-// A kill loses no account whose key went out; a stop signal then ends the service in order.
-TEST(CloudProcessTest, AKillKeepsEveryKeyThatWentOut) {
+// A kill amid sign-ins loses no account whose key went out; a stop signal then ends the service
+// in order.
+TEST(CloudProcessTest, AKillAmidSignInsKeepsEveryKeyThatWentOut) {
   murvel::test::TemporaryDirectory directory;
   const std::string data = (directory.path() / "data").string();
   const std::vector<std::string> serve{"--port", "0", "--decoders", "1", "--data-dir", data};
+  std::mutex mutex;
   std::map<std::string, std::string> keys;  // email → key
   {
     CloudProcess first(serve, directory.path() / "first");
     const int port = first.port();
     ASSERT_GT(port, 0) << first.log();
-    httplib::Client client("127.0.0.1", port);
-    for (const char* email : {"ann@x.org", "bob@x.org", "cy@x.org"}) {
-      const auto key = signIn(client, email);
-      ASSERT_TRUE(key) << email;
-      keys[email] = *key;
-    }
+    std::atomic<bool> killed = false;
+    std::thread signingIn([&] {
+      httplib::Client client("127.0.0.1", port);
+      for (int n = 0; !killed; ++n) {
+        const std::string email = "p" + std::to_string(n) + "@x.org";
+        if (const auto key = signIn(client, email)) {
+          std::lock_guard lock(mutex);
+          keys[email] = *key;
+        }
+      }
+    });
+    murvel::test::waitFor([&] {
+      std::lock_guard lock(mutex);
+      return keys.size() >= 3;
+    });
     first.signal(SIGKILL);
+    killed = true;
+    signingIn.join();
     EXPECT_EQ(first.exitStatus(), 128 + SIGKILL);
   }
+  ASSERT_GE(keys.size(), 3u);
   CloudProcess second(serve, directory.path() / "second");
   const int port = second.port();
   ASSERT_GT(port, 0) << second.log();
