@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include <unicode/utf8.h>
+
 #include "Violated.h"
 #include "cloud/Cleanup.h"
 #include "cloud/RequestBodies.h"
@@ -14,40 +16,15 @@ using namespace murvel;
 
 namespace {
 
+// ICU's reading of UTF-8, the reference the cleanup is held to.
 bool isValidUtf8(std::string_view text) {
-  std::size_t i = 0;
-  while (i < text.size()) {
-    const auto lead = static_cast<unsigned char>(text[i]);
-    std::size_t length = 0;
-    std::uint32_t point = 0;
-    if (lead < 0x80) {
-      ++i;
-      continue;
-    }
-    if ((lead & 0xE0) == 0xC0) {
-      length = 2;
-      point = lead & 0x1F;
-    } else if ((lead & 0xF0) == 0xE0) {
-      length = 3;
-      point = lead & 0x0F;
-    } else if ((lead & 0xF8) == 0xF0) {
-      length = 4;
-      point = lead & 0x07;
-    } else {
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
+  const auto length = static_cast<std::int32_t>(text.size());
+  for (std::int32_t at = 0; at < length;) {
+    UChar32 point;
+    U8_NEXT(bytes, at, length, point);
+    if (point < 0)
       return false;
-    }
-    if (i + length > text.size())
-      return false;
-    for (std::size_t k = 1; k < length; ++k) {
-      const auto next = static_cast<unsigned char>(text[i + k]);
-      if ((next & 0xC0) != 0x80)
-        return false;
-      point = (point << 6) | (next & 0x3F);
-    }
-    const std::uint32_t smallest[] = {0, 0, 0x80, 0x800, 0x10000};
-    if (point < smallest[length] || point > 0x10FFFF || (point >= 0xD800 && point <= 0xDFFF))
-      return false;
-    i += length;
   }
   return true;
 }
