@@ -3,12 +3,12 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
+#include <strings.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstdint>
 #include <cstdlib>
 #include <stdexcept>
@@ -21,12 +21,6 @@ std::string_view trimmed(std::string_view text) {
   while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
   while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
   return text;
-}
-
-bool sameField(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](unsigned char x, unsigned char y) {
-    return std::tolower(x) == std::tolower(y);
-  });
 }
 
 }  // namespace
@@ -119,13 +113,13 @@ void RawHttpServer::acceptLoop() {
     if (fd < 0)
       continue;
     std::lock_guard lock(mutex_);
-    const int connection = ++accepted_;
+    ++accepted_;
     mostOpen_ = std::max(mostOpen_, ++open_);
-    connectionThreads_.emplace_back([this, fd, connection] { serve(fd, connection); });
+    connectionThreads_.emplace_back([this, fd] { serve(fd); });
   }
 }
 
-void RawHttpServer::serve(int fd, int connection) {
+void RawHttpServer::serve(int fd) {
   std::string buffer;
   for (bool alive = true; alive;) {
     size_t headEnd = std::string::npos;
@@ -136,7 +130,6 @@ void RawHttpServer::serve(int fd, int connection) {
       break;
 
     Request request;
-    request.connection = connection;
     const std::string head = buffer.substr(0, headEnd);
     buffer.erase(0, headEnd + 4);
     size_t lineStart = 0;
@@ -149,7 +142,7 @@ void RawHttpServer::serve(int fd, int connection) {
       } else if (const size_t colon = line.find(':'); colon != std::string_view::npos) {
         const auto name = std::string(line.substr(0, colon));
         const auto value = std::string(trimmed(line.substr(colon + 1)));
-        if (sameField(name, "Content-Length"))
+        if (strcasecmp(name.c_str(), "Content-Length") == 0)
           contentLength = std::strtoull(value.c_str(), nullptr, 10);
         request.headers.emplace_back(name, value);
       }
@@ -179,13 +172,14 @@ void RawHttpServer::serve(int fd, int connection) {
                 sendAll(fd, statusLine + fields + (isHead ? std::string() : answer.body));
         break;
       case Reply::never:
-        waitForPeerOrStop(fd);
+        while (readMore(fd, buffer)) {
+        }
         alive = false;
         break;
       case Reply::trickle:
         alive = sendAll(fd, statusLine + fields);
         for (size_t i = 0; alive && !isHead && i < answer.body.size(); ++i)
-          alive = pause(options_.trickleInterval) && sendAll(fd, answer.body.substr(i, 1));
+          alive = pause(std::chrono::milliseconds(100)) && sendAll(fd, answer.body.substr(i, 1));
         break;
     }
   }
@@ -219,12 +213,6 @@ bool RawHttpServer::sendAll(int fd, std::string_view bytes) {
     bytes.remove_prefix(static_cast<size_t>(sent));
   }
   return true;
-}
-
-void RawHttpServer::waitForPeerOrStop(int fd) {
-  std::string ignored;
-  while (readMore(fd, ignored)) {
-  }
 }
 
 }  // namespace murvel::test

@@ -22,7 +22,7 @@ class RawHttpServer {
   enum class Reply {
     immediately,  // the status and body at once (after `delay`)
     never,        // reads the request and stays silent
-    trickle,      // the status at once, then the body one byte every `trickleInterval`
+    trickle,      // the status at once, then the body one byte every 100 ms
   };
 
   struct Options {
@@ -30,7 +30,6 @@ class RawHttpServer {
     int status = 200;
     std::string body = "{}";
     std::chrono::milliseconds delay{0};
-    std::chrono::milliseconds trickleInterval{100};
     int port = 0;  // 0: any free port
   };
 
@@ -38,7 +37,6 @@ class RawHttpServer {
     std::string requestLine;
     HttpHeaders headers;  // in the order they arrived, values without the surrounding blanks
     std::string body;
-    int connection = 0;  // 1 for the first connection accepted, and so on
   };
 
   // A reply decided from its request, for servers that play a script.
@@ -78,13 +76,12 @@ class RawHttpServer {
  private:
   RawHttpServer(Options options, Responder responder);
   void acceptLoop();
-  void serve(int fd, int connection);
+  void serve(int fd);
   // Reads more bytes into `buffer`; false when the peer closed or the server stops.
   bool readMore(int fd, std::string& buffer);
   // Waits for `duration` unless the server stops first; false then.
   bool pause(std::chrono::milliseconds duration);
   bool sendAll(int fd, std::string_view bytes);
-  void waitForPeerOrStop(int fd);
 
   const Options options_;
   const Responder responder_;

@@ -21,21 +21,15 @@ using Server = murvel::test::RawHttpServer;
 using murvel::test::waitFor;
 using namespace std::chrono_literals;
 
-// A copy of Murvel started as a separate process, its output in `log` when one is given.
+// A copy of Murvel started as a separate process.
 class MurvelProcess : public test::ChildProcess {
  public:
-  explicit MurvelProcess(std::vector<std::string> arguments = {},
-                         const std::filesystem::path& log = {})
-      : ChildProcess(withProgram(std::move(arguments)), log) {}
+  explicit MurvelProcess(const std::string& argument = {})
+      : ChildProcess(argument.empty() ? std::vector<std::string>{MURVEL_UNDER_TEST}
+                                      : std::vector<std::string>{MURVEL_UNDER_TEST, argument}) {}
   // The command line as other processes of the machine can read it.
   std::string commandLine() const {
     return readWholeFile("/proc/" + std::to_string(pid()) + "/cmdline").value_or("");
-  }
-
- private:
-  static std::vector<std::string> withProgram(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), MURVEL_UNDER_TEST);
-    return arguments;
   }
 };
 
@@ -69,7 +63,7 @@ class AppProcessTest : public ::testing::Test {
 
 TEST_F(AppProcessTest, LinkThatStartsTheAppIsExchangedAndAQuitMidExchangeIsClean) {
   holdExchanges_ = true;
-  MurvelProcess first({"murvel://auth?login_token=at-start"});
+  MurvelProcess first("murvel://auth?login_token=at-start");
   ASSERT_TRUE(waitFor([&] { return exchangedBodies().size() == 1; }));
   EXPECT_EQ(exchangedBodies()[0], R"({"login_token":"at-start"})");
   // The token was read, and is no longer there for other local users to read.
@@ -90,7 +84,7 @@ TEST_F(AppProcessTest, KilledInstanceLeavesNothingThatBlocksTheNext) {
   MurvelProcess next;
   std::this_thread::sleep_for(500ms);
   ASSERT_TRUE(next.running());  // not taken for a second copy
-  MurvelProcess linker({"murvel://auth?login_token=after-crash"});
+  MurvelProcess linker("murvel://auth?login_token=after-crash");
   EXPECT_EQ(linker.waitForExit(5s), 0);
   ASSERT_TRUE(waitFor([&] { return exchangedBodies().size() == 1; }));
   EXPECT_EQ(exchangedBodies()[0], R"({"login_token":"after-crash"})");

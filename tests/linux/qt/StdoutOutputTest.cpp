@@ -1,12 +1,8 @@
 #include <gtest/gtest.h>
-#include <stdio.h>
-#include <unistd.h>
 
-#include <fstream>
 #include <sstream>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "platform/linux/qt/StdoutOutput.h"
 
@@ -15,38 +11,22 @@ namespace {
 
 // Lines written by two threads at once reach standard output whole, never mixed.
 TEST(StdoutOutputTest, ConcurrentLinesStayWhole) {
-  char path[] = "/tmp/murvel-stdout-XXXXXX";
-  const int file = ::mkstemp(path);
-  ASSERT_GE(file, 0);
-  std::fflush(stdout);
-  const int saved = ::dup(STDOUT_FILENO);
-  ::dup2(file, STDOUT_FILENO);
-
+  const auto lineOf = [](char mark) {
+    return "[Murvel][" + std::string(8, mark) + "][client_start] " + std::string(3000, mark);
+  };
+  ::testing::internal::CaptureStdout();
   StdoutOutput output;
   auto writer = [&](char mark) {
-    const std::string line =
-        "[Murvel][" + std::string(8, mark) + "][client_start] " + std::string(3000, mark) + "\n";
-    for (int i = 0; i < 200; ++i) output.writeLine(line);
+    for (int i = 0; i < 200; ++i) output.writeLine(lineOf(mark) + "\n");
   };
   std::thread first(writer, 'A');
   std::thread second(writer, 'B');
   first.join();
   second.join();
 
-  std::fflush(stdout);
-  ::dup2(saved, STDOUT_FILENO);
-  ::close(saved);
-  ::close(file);
-  std::ifstream in(path);
-  std::string line;
+  std::istringstream written(::testing::internal::GetCapturedStdout());
   int lines = 0;
-  while (std::getline(in, line)) {
-    ++lines;
-    const char mark = line.at(9);
-    EXPECT_EQ(line,
-              "[Murvel][" + std::string(8, mark) + "][client_start] " + std::string(3000, mark));
-  }
-  ::unlink(path);
+  for (std::string line; std::getline(written, line); ++lines) EXPECT_EQ(line, lineOf(line.at(9)));
   EXPECT_EQ(lines, 400);
 }
 

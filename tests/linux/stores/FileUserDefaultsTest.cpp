@@ -8,16 +8,12 @@
 #include <string>
 
 #include "TemporaryDirectory.h"
+#include "common/Files.h"
 
 namespace murvel::linux_platform {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string readBytes(const fs::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
 
 void writeBytes(const fs::path& file, const std::string& bytes) {
   fs::create_directories(file.parent_path());
@@ -27,7 +23,7 @@ void writeBytes(const fs::path& file, const std::string& bytes) {
 class FileUserDefaultsTest : public ::testing::Test {
  protected:
   // The file as a later run reads it.
-  PropertyValue onDisk() const { return PropertyValue::parse(readBytes(file_)); }
+  PropertyValue onDisk() const { return PropertyValue::parse(readWholeFile(file_).value_or("")); }
 
   murvel::test::TemporaryDirectory temporary_;
   fs::path dir_ = temporary_.path();
@@ -53,7 +49,7 @@ TEST_F(FileUserDefaultsTest, ValuesPersistAcrossInstancesWithTheirTypes) {
     EXPECT_EQ(stored->dump(), value.dump());  // 42 is not 42.0, true is not 1
   }
   // A file a person can read and edit.
-  const std::string text = readBytes(file_);
+  const std::string text = readWholeFile(file_).value_or("");
   EXPECT_NE(text.find("\n  \"signedInEmail\": \"Grüße ✓\""), std::string::npos) << text;
   // The temporary file of each write was renamed over the settings file.
   EXPECT_EQ(std::distance(fs::directory_iterator(file_.parent_path()), {}), 1);
@@ -83,10 +79,10 @@ TEST_F(FileUserDefaultsTest, UnreadableContentReadsEmptyAndIsKeptAsideByTheNextW
     writeBytes(file_, bytes);
     FileUserDefaults defaults(file_);
     EXPECT_FALSE(defaults.persistentObject("cleanupMode"));
-    EXPECT_EQ(readBytes(file_), bytes);
+    EXPECT_EQ(readWholeFile(file_), bytes);
     defaults.setObject("off", "hotkey");
     EXPECT_EQ(onDisk(), PropertyValue({{"hotkey", "off"}}));
-    EXPECT_EQ(readBytes(fs::path(file_) += ".invalid"), bytes);
+    EXPECT_EQ(readWholeFile(fs::path(file_) += ".invalid"), bytes);
   }
 }
 
@@ -117,7 +113,7 @@ TEST_F(FileUserDefaultsTest, ASymlinkedFileStaysALink) {
   fs::create_symlink(real, dir_ / "link.json");
   FileUserDefaults(dir_ / "link.json").setObject("off", "cleanupMode");
   EXPECT_TRUE(fs::is_symlink(dir_ / "link.json"));
-  EXPECT_EQ(PropertyValue::parse(readBytes(real)),
+  EXPECT_EQ(PropertyValue::parse(readWholeFile(real).value_or("")),
             PropertyValue({{"hotkey", "capslock"}, {"cleanupMode", "off"}}));
 }
 

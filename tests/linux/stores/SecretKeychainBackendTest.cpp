@@ -92,15 +92,19 @@ class SecretKeychainBackendTest : public ::testing::Test {
   SecretKeychainBackend backend_;
 };
 
-TEST_F(SecretKeychainBackendTest, SavingAgainLeavesOneItemWithTheLatestValue) {
+TEST_F(SecretKeychainBackendTest, SavingAgainReplacesTheOneItemOfThatServiceAndAccount) {
   EXPECT_EQ(load("user"), notFound);
+  EXPECT_EQ(remove("user"), errSecItemNotFound);
   ASSERT_EQ(save("user", "first-key"), errSecSuccess);
+  save("other", "other account");
+  save("user", "other service", "org.example.elsewhere");
   ASSERT_EQ(save("user", "second-key"), errSecSuccess);
   EXPECT_EQ(load("user"), found("second-key"));
   EXPECT_EQ(countItems("user"), 1);
   EXPECT_EQ(remove("user"), errSecSuccess);
   EXPECT_EQ(load("user"), notFound);
-  EXPECT_EQ(remove("user"), errSecItemNotFound);
+  EXPECT_EQ(load("other"), found("other account"));
+  EXPECT_EQ(load("user", "org.example.elsewhere"), found("other service"));
 }
 
 TEST_F(SecretKeychainBackendTest, DataRoundTripsByteForByte) {
@@ -110,16 +114,6 @@ TEST_F(SecretKeychainBackendTest, DataRoundTripsByteForByte) {
     ASSERT_EQ(save("user", value), errSecSuccess);
     EXPECT_EQ(load("user"), found(value));  // empty data stays empty, not absent
   }
-}
-
-TEST_F(SecretKeychainBackendTest, OtherAccountsAndServicesAreUntouched) {
-  save("user", "mine");
-  save("other", "other account");
-  save("user", "other service", "org.example.elsewhere");
-  EXPECT_EQ(remove("user"), errSecSuccess);
-  EXPECT_EQ(load("user"), notFound);
-  EXPECT_EQ(load("other"), found("other account"));
-  EXPECT_EQ(load("user", "org.example.elsewhere"), found("other service"));
 }
 
 TEST_F(SecretKeychainBackendTest, ItemsOfAnotherProgramAreFoundAndReplaced) {
