@@ -16,6 +16,10 @@
 
 namespace murvel::testing {
 
+// Where a refused microphone sends the person.
+inline const std::string microphonePane =
+    "x-apple.systempreferences:com.apple.preference.security?Privacy_Microphone";
+
 // An AppDelegate over fake platform families, with the panel's announcements collected in the
 // order they were rendered.
 class AppHarness {
@@ -55,6 +59,12 @@ class AppHarness {
     app->setupRecordingURL();
     observePanel();
   }
+  // A signed-in session whose hotkey is in place, without the rest of launch.
+  void prepareDictation(const std::string& accessKey = "key") {
+    fake.keychain.storeAccessKey(accessKey);
+    prepareSession();
+    app->setupHotkey();
+  }
 
   void observePanel() {
     if (observing_ || !app->popoverVC)
@@ -81,6 +91,13 @@ class AppHarness {
   }
   void release(const std::string& token = "fn") {
     fake.eventMonitors.sendGlobal(flagsChanged(option(token).keyCode, 0));
+  }
+  // The key held for `seconds` of speech, then released and what the release queued run.
+  void dictate(double seconds = 2.0) {
+    press();
+    fake.dispatch.advance(seconds);
+    release();
+    fake.dispatch.runUntilIdle();
   }
 
   std::vector<std::string> trace() const { return fake.standardOutput.lines(); }

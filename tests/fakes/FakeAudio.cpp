@@ -69,7 +69,6 @@ class FakeSound final : public Sound {
 Result<std::unique_ptr<AudioRecorder>> FakeAudioRecorderFactory::makeRecorder(
     const std::filesystem::path& url, const RecorderSettings& recorderSettings) {
   log.push_back("make");
-  urls.push_back(url);
   settings.push_back(recorderSettings);
   if (failure) {
     return Result<std::unique_ptr<AudioRecorder>>::failure({"FakeAudio", 1, *failure});

@@ -25,7 +25,6 @@ class FakeAudioRecorderFactory final : public AudioRecorderFactory {
   bool recordFails = false;            // set: record() returns false and writes nothing
 
   std::vector<std::string> log;
-  std::vector<std::filesystem::path> urls;
   std::vector<RecorderSettings> settings;
   int liveRecorders = 0;
 };

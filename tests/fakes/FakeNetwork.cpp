@@ -49,10 +49,6 @@ class FakeSession final : public UrlSession {
   const UrlSessionConfiguration* configuration_;
 };
 
-bool endsWith(std::string_view text, std::string_view suffix) {
-  return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
-}
-
 }  // namespace
 
 std::shared_ptr<UrlSession> FakeUrlSessions::sessionWithConfiguration(
@@ -73,17 +69,16 @@ std::vector<std::shared_ptr<FakeUrlSessions::Task>> FakeUrlSessions::tasksFor(
     std::string_view suffix) const {
   std::vector<std::shared_ptr<Task>> found;
   for (const auto& task : tasks) {
-    if (task->resumed && endsWith(task->request.url, suffix))
+    if (task->resumed && task->request.url.ends_with(suffix))
       found.push_back(task);
   }
   return found;
 }
 
 TaskCompletion FakeUrlSessions::takeOldest(std::string_view suffix) {
-  for (auto& task : tasks) {
-    if (task->resumed && task->completion && endsWith(task->request.url, suffix)) {
+  for (auto& task : tasksFor(suffix)) {
+    if (task->completion)
       return std::exchange(task->completion, nullptr);
-    }
   }
   ADD_FAILURE() << "no request on " << suffix << " is waiting for a reply";
   return [](auto&&...) {

@@ -12,7 +12,6 @@ std::optional<PropertyValue> FakeUserDefaults::persistentObject(std::string_view
 }
 
 void FakeUserDefaults::setObject(const PropertyValue& value, std::string_view key) {
-  writes.emplace_back(std::string(key), value);
   if (value.is_null()) {
     stored.erase(std::string(key));
   } else {
@@ -21,16 +20,14 @@ void FakeUserDefaults::setObject(const PropertyValue& value, std::string_view ke
 }
 
 KeychainStatus FakeKeychain::itemDelete(const KeychainQuery& query) {
-  record("delete", query);
-  if (failWith)
-    return *failWith;
+  if (const auto failed = record("delete", query))
+    return *failed;
   return items.erase({query.service, query.account}) > 0 ? errSecSuccess : errSecItemNotFound;
 }
 
 KeychainStatus FakeKeychain::itemAdd(const KeychainQuery& attributes) {
-  record("add", attributes);
-  if (failWith)
-    return *failWith;
+  if (const auto failed = record("add", attributes))
+    return *failed;
   const auto key = std::make_pair(attributes.service, attributes.account);
   if (items.count(key) > 0)
     return -25299;  // a duplicate item
@@ -40,9 +37,8 @@ KeychainStatus FakeKeychain::itemAdd(const KeychainQuery& attributes) {
 
 KeychainStatus FakeKeychain::itemCopyMatching(const KeychainQuery& query,
                                               std::optional<std::vector<std::uint8_t>>& result) {
-  record("copy", query);
-  if (failWith)
-    return *failWith;
+  if (const auto failed = record("copy", query))
+    return *failed;
   auto found = items.find({query.service, query.account});
   if (found == items.end())
     return errSecItemNotFound;
@@ -51,8 +47,10 @@ KeychainStatus FakeKeychain::itemCopyMatching(const KeychainQuery& query,
   return errSecSuccess;
 }
 
-void FakeKeychain::record(const std::string& operation, const KeychainQuery& query) {
+std::optional<KeychainStatus> FakeKeychain::record(const std::string& operation,
+                                                   const KeychainQuery& query) {
   calls.push_back({operation, query});
+  return failWith;
 }
 
 void FakeKeychain::storeAccessKey(const std::string& key) {

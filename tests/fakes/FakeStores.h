@@ -12,14 +12,13 @@
 
 namespace murvel::testing {
 
-// User defaults in memory; every write is also recorded.
+// User defaults in memory.
 class FakeUserDefaults final : public UserDefaults {
  public:
   std::optional<PropertyValue> persistentObject(std::string_view key) const override;
   void setObject(const PropertyValue& value, std::string_view key) override;
 
   std::map<std::string, PropertyValue, std::less<>> stored;
-  std::vector<std::pair<std::string, PropertyValue>> writes;
 };
 
 // A keychain in memory with the status codes of the real one. Every call is recorded.
@@ -43,7 +42,8 @@ class FakeKeychain final : public KeychainBackend {
   std::optional<KeychainStatus> failWith;
 
  private:
-  void record(const std::string& operation, const KeychainQuery& query);
+  // Notes the call; the failure it must end with, if any.
+  std::optional<KeychainStatus> record(const std::string& operation, const KeychainQuery& query);
 };
 
 // Standard output that keeps the lines. Safe from any thread.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <limits>
+#include <tuple>
 
 namespace murvel::testing {
 
@@ -33,9 +34,9 @@ void VirtualDispatch::asyncAfter(double seconds, std::shared_ptr<WorkItem> item)
   delayed_.push_back({elapsed_ + std::max(0.0, seconds), order_++, std::move(item)});
 }
 
-void VirtualDispatch::global(QualityOfService qos, std::function<void()> work) {
+void VirtualDispatch::global(QualityOfService, std::function<void()> work) {
   std::lock_guard lock(mutex_);
-  global_.emplace_back(qos, std::move(work));
+  global_.push_back(std::move(work));
 }
 
 std::shared_ptr<Timer> VirtualDispatch::scheduledRepeatingTimer(double interval,
@@ -61,15 +62,12 @@ bool VirtualDispatch::runOne() {
   std::function<void()> work;
   {
     std::lock_guard lock(mutex_);
-    if (!main_.empty()) {
-      work = std::move(main_.front());
-      main_.pop_front();
-    } else if (!global_.empty()) {
-      work = std::move(global_.front().second);
-      global_.pop_front();
-    } else {
+    // The main queue first: its work never waits behind background work.
+    auto& queue = main_.empty() ? global_ : main_;
+    if (queue.empty())
       return false;
-    }
+    work = std::move(queue.front());
+    queue.pop_front();
   }
   work();
   return true;
@@ -87,17 +85,12 @@ bool VirtualDispatch::fireNextDueBy(double limit) {
     timers_.erase(std::remove_if(timers_.begin(), timers_.end(),
                                  [](const auto& timer) { return !timer->valid; }),
                   timers_.end());
-    double soonest = std::numeric_limits<double>::infinity();
-    std::uint64_t soonestOrder = std::numeric_limits<std::uint64_t>::max();
-    std::size_t delayedIndex = delayed_.size();
-    for (std::size_t i = 0; i < delayed_.size(); ++i) {
-      const auto& candidate = delayed_[i];
-      if (candidate.due < soonest || (candidate.due == soonest && candidate.order < soonestOrder)) {
-        soonest = candidate.due;
-        soonestOrder = candidate.order;
-        delayedIndex = i;
-      }
-    }
+    // Delayed work due at the same moment runs in the order it was queued.
+    const auto delayed = std::min_element(delayed_.begin(), delayed_.end(), [](auto& a, auto& b) {
+      return std::tie(a.due, a.order) < std::tie(b.due, b.order);
+    });
+    double soonest =
+        delayed == delayed_.end() ? std::numeric_limits<double>::infinity() : delayed->due;
     std::shared_ptr<VirtualTimer> timer;
     for (const auto& candidate : timers_) {
       if (candidate->nextFire < soonest) {
@@ -115,11 +108,10 @@ bool VirtualDispatch::fireNextDueBy(double limit) {
           timer->tick();
       };
     } else {
-      auto item = delayed_[delayedIndex].item;
-      delayed_.erase(delayed_.begin() + static_cast<std::ptrdiff_t>(delayedIndex));
-      fire = [item] {
+      fire = [item = delayed->item] {
         item->perform();
       };
+      delayed_.erase(delayed);
     }
   }
   fire();
@@ -141,15 +133,15 @@ void VirtualDispatch::advance(double seconds) {
 
 std::vector<std::function<void()>> VirtualDispatch::takeGlobalWork() {
   std::lock_guard lock(mutex_);
-  std::vector<std::function<void()>> taken;
-  for (auto& [qos, work] : global_) taken.push_back(std::move(work));
+  std::vector<std::function<void()>> taken(std::make_move_iterator(global_.begin()),
+                                           std::make_move_iterator(global_.end()));
   global_.clear();
   return taken;
 }
 
 void VirtualDispatch::discardAll() {
   std::deque<std::function<void()>> main;
-  std::deque<std::pair<QualityOfService, std::function<void()>>> global;
+  std::deque<std::function<void()>> global;
   std::vector<Delayed> delayed;
   std::vector<std::shared_ptr<VirtualTimer>> timers;
   {

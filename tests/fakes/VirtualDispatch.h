@@ -54,7 +54,7 @@ class VirtualDispatch final : public Dispatch {
 
   mutable std::mutex mutex_;
   std::deque<std::function<void()>> main_;
-  std::deque<std::pair<QualityOfService, std::function<void()>>> global_;
+  std::deque<std::function<void()>> global_;  // of every quality of service alike
   std::vector<Delayed> delayed_;
   std::vector<std::shared_ptr<VirtualTimer>> timers_;
   double elapsed_ = 0;

@@ -14,16 +14,11 @@ std::string cleanedBy(const std::string& name) {
 // A dictation in `mode` from the mail application (whose tone is formal), its upload answered
 // with `reply`.
 void dictate(AppHarness& h, const std::string& mode, const std::string& reply) {
-  h.fake.keychain.storeAccessKey("secret-key");
   h.fake.workspace.frontmost = RunningApplication{"com.example.mail", "Mail", 9, 1};
-  h.prepareSession();
+  h.prepareDictation("secret-key");
   h.app->settings.setCleanupMode(mode);
   h.app->settings.setAppTones({{"com.example.mail", "formal"}});
-  h.app->setupHotkey();
-  h.press();
-  h.fake.dispatch.advance(2.0);
-  h.release();
-  h.fake.dispatch.runUntilIdle();
+  h.dictate();
   h.fake.urlSessions.reply("/transcribe", reply);
   h.fake.dispatch.runUntilIdle();
 }

@@ -8,14 +8,14 @@ using ::testing::ElementsAre;
 using State = DictationState;
 
 const RunningApplication editor{"com.example.editor", "Editor", 501, 77};
+const State tooShort =
+    State::error("Recording was too short. Hold the key a bit longer and speak.");
 
 class SessionTest : public ::testing::Test {
  protected:
   SessionTest() {
-    h.fake.keychain.storeAccessKey("key-123");
     h.fake.workspace.frontmost = editor;
-    h.prepareSession();
-    h.app->setupHotkey();
+    h.prepareDictation();
   }
 
   std::vector<std::shared_ptr<FakeUrlSessions::Task>> uploads() const {
@@ -30,7 +30,6 @@ TEST_F(SessionTest, PressAndReleaseRecordAndSendOneDictation) {
   EXPECT_TRUE(h.app->isRecording);
   EXPECT_EQ(h.app->frontmostAppBeforeRecording, editor);
   EXPECT_THAT(h.fake.audioRecorders.log, ElementsAre("make", "record"));
-  EXPECT_EQ(h.fake.audioRecorders.urls.at(0), h.recordingFile());
   EXPECT_EQ(h.fake.audioRecorders.settings.at(0), murvelRecorderSettings());
   // The connection is warmed while the user speaks.
   ASSERT_EQ(h.fake.urlSessions.tasksFor("/health").size(), 1u);
@@ -39,7 +38,6 @@ TEST_F(SessionTest, PressAndReleaseRecordAndSendOneDictation) {
 
   h.release();
   EXPECT_FALSE(h.app->isRecording);
-  EXPECT_EQ(h.app->audioRecorder, nullptr);
   EXPECT_THAT(h.fake.audioRecorders.log, ElementsAre("make", "record", "stop", "drop"));
   EXPECT_THAT(h.fake.workspace.activated, ElementsAre(editor));
   EXPECT_EQ(h.fake.dispatch.validTimerCount(), 0u);
@@ -47,11 +45,7 @@ TEST_F(SessionTest, PressAndReleaseRecordAndSendOneDictation) {
 
   h.fake.dispatch.runUntilIdle();
   EXPECT_THAT(h.shown, ElementsAre(State::recording(), State::transcribing()));
-  ASSERT_EQ(uploads().size(), 1u);
-  EXPECT_EQ(uploads()[0]->uploadFile, h.recordingFile());
-  EXPECT_EQ(uploads()[0]->request.valueForHTTPHeaderField("Content-Length"), "32044");
-  // The sounds were looked up once each and kept.
-  EXPECT_THAT(h.fake.sounds.lookups, ElementsAre("Tink", "Pop"));
+  EXPECT_EQ(uploads().size(), 1u);
 }
 
 struct StatusCase {
@@ -80,8 +74,6 @@ TEST_P(MicrophoneStatusTest, ARefusedMicrophoneRecordsNothing) {
 
 const std::string blocked =
     "Microphone access is off. Opening System Settings > Privacy & Security > Microphone.";
-const std::string microphonePane =
-    "x-apple.systempreferences:com.apple.preference.security?Privacy_Microphone";
 
 INSTANTIATE_TEST_SUITE_P(
     Statuses, MicrophoneStatusTest,
@@ -95,8 +87,7 @@ TEST_F(SessionTest, AnsweredPromptStartsOrBlocks) {
   h.press();
   h.release();  // released before the answer: a dictation of nothing
   h.fake.dispatch.runUntilIdle();
-  EXPECT_EQ(h.shown.back(),
-            State::error("Recording was too short. Hold the key a bit longer and speak."));
+  EXPECT_EQ(h.shown.back(), tooShort);
   h.fake.captureDevice.status = 3;
   h.fake.captureDevice.answer(true);  // the platform answers on its own thread in real life
   h.fake.dispatch.runUntilIdle();
@@ -132,8 +123,7 @@ TEST_F(SessionTest, RecorderThatCannotBeMadeIsReportedAndChangesNothingElse) {
   // The release still runs the whole stop, and the file decides: there is none.
   h.release();
   h.fake.dispatch.runUntilIdle();
-  EXPECT_EQ(h.shown.back(),
-            State::error("Recording was too short. Hold the key a bit longer and speak."));
+  EXPECT_EQ(h.shown.back(), tooShort);
 }
 
 TEST_F(SessionTest, SecondStartDuringARecordingReplacesTheRecorder) {
@@ -156,6 +146,7 @@ TEST_F(SessionTest, RecordButtonStopWhileTheKeyIsHeldStopsTwice) {
   h.release();
   h.fake.dispatch.runUntilIdle();
   EXPECT_THAT(h.fake.sounds.played, ElementsAre("Tink", "Pop", "Pop"));
+  EXPECT_THAT(h.fake.sounds.lookups, ElementsAre("Tink", "Pop"));  // looked up once each, kept
   ASSERT_EQ(uploads().size(), 2u);
   EXPECT_NE(uploads()[0]->request.valueForHTTPHeaderField("X-Murvel-Trace-ID"),
             uploads()[1]->request.valueForHTTPHeaderField("X-Murvel-Trace-ID"));
@@ -188,12 +179,10 @@ TEST_F(SessionTest, OnlyAFileOfMoreThan4096BytesIsSent) {
     bool recordFails;   // record() returns false: no file at all, the session records on
     bool sent;
   };
-  for (const Case& c : {Case{4096, false, false}, Case{4097, false, true}, Case{0, false, false},
-                        Case{32044, true, false}}) {
+  for (const Case& c :
+       {Case{4096, false, false}, Case{4097, false, true}, Case{32044, true, false}}) {
     AppHarness one;
-    one.fake.keychain.storeAccessKey("k");
-    one.prepareSession();
-    one.app->setupHotkey();
+    one.prepareDictation();
     one.fake.audioRecorders.bytesPerRecording = c.bytes;
     one.fake.audioRecorders.recordFails = c.recordFails;
     one.press();
@@ -202,9 +191,7 @@ TEST_F(SessionTest, OnlyAFileOfMoreThan4096BytesIsSent) {
     one.fake.dispatch.runUntilIdle();
     EXPECT_EQ(one.fake.urlSessions.tasksFor("/transcribe").size(), c.sent ? 1u : 0u) << c.bytes;
     if (!c.sent) {
-      EXPECT_THAT(one.shown, ElementsAre(State::recording(), State::transcribing(),
-                                         State::error("Recording was too short. Hold the key a "
-                                                      "bit longer and speak.")));
+      EXPECT_THAT(one.shown, ElementsAre(State::recording(), State::transcribing(), tooShort));
       EXPECT_TRUE(one.trace().empty());
     }
   }

@@ -16,14 +16,6 @@ TEST(TraceLineTest, KeysSortedFloatsWithOneDecimalIntegersAndStringsPlain) {
             "record_ms=0.0\n");
 }
 
-TEST(TraceLineTest, ErrorTextWithBlanksRunsToTheEndOfTheLine) {
-  EXPECT_EQ(formatDictationTraceLine("ID", "client_error",
-                                     {{"error", std::string("Could not connect to the server.")},
-                                      {"after_release_ms", 1234.56}}),
-            "[Murvel][ID][client_error] after_release_ms=1234.6 error=Could not connect to the "
-            "server.\n");
-}
-
 TEST(TraceLineTest, MapsPrintAsPlainTextAndAnEmptyMapStillPrints) {
   const std::string line = formatDictationTraceLine(
       "ID", "client_response",

@@ -22,9 +22,7 @@ TEST(ConnectionTest, WarmUpIsABareHeadOnHealthThroughTheTunedSession) {
   // Each authorised press warms again; a failed warm-up leaves no trace.
   h.fake.keychain.storeAccessKey("key");
   h.app->setupHotkey();
-  h.press();
-  h.release();
-  h.fake.dispatch.runUntilIdle();
+  h.dictate(0);
   h.press();
   EXPECT_EQ(h.fake.urlSessions.tasksFor("/health").size(), 3u);
   h.fake.urlSessions.fail("/health",

