@@ -15,7 +15,7 @@ if(TARGET murvel_linux)
   # The app measured: the real main() with the tests' widget dump, built against a service port of
   # its own, so that a benchmark and the app tests may run at the same time.
   add_executable(murvel_bench_subject ${CMAKE_SOURCE_DIR}/src/platform/linux/main.cpp
-                                      ${CMAKE_SOURCE_DIR}/tests/ui/screen/WidgetProbe.cpp)
+                                      ${CMAKE_SOURCE_DIR}/demo/WidgetProbe.cpp)
   target_compile_definitions(murvel_bench_subject PRIVATE
     MURVEL_API_BASE_URL="http://127.0.0.1:18797/api" MURVEL_VERSION="9.9")
   target_link_libraries(murvel_bench_subject PRIVATE murvel_core murvel_linux Qt6::Widgets)

@@ -30,7 +30,8 @@ std::string output(const std::string& command);
 // Runs a shell command; true when it succeeded.
 bool run(const std::string& command);
 
-// The app under test, whose test-only probe writes every top-level widget as JSON on SIGUSR1.
+// The app under test, whose widget probe (demo/WidgetProbe.cpp) writes every top-level widget as
+// JSON on SIGUSR1.
 class App {
  public:
   App(const std::string& program, const fs::path& directory, std::vector<std::string> args = {},

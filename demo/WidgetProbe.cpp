@@ -1,8 +1,8 @@
-// Test-only, linked into the app under test and never into the shipped program: with
-// MURVEL_WIDGET_DUMP naming a file, each SIGUSR1 makes the app write every top-level widget and
-// its descendants there as JSON (class, global geometry, visibility, texts and whether they are
-// cut short, tabs, menu entries), so that a test on a private desktop can check what the screen
-// shows and where.
+// Linked into the builds of the app that are driven from outside (the demonstration's, the
+// benchmarks' and the tests') and never into the shipped program: with MURVEL_WIDGET_DUMP naming a
+// file, each SIGUSR1 makes the app write every top-level widget and its descendants there as JSON
+// (class, global geometry, visibility, texts and whether they are cut short, tabs, menu entries),
+// so that a program on a private desktop can see what the screen shows and where.
 
 #include <unistd.h>
 
